@@ -1,0 +1,174 @@
+// Morvex: an engineering expression calculator that a host embeds in-process.
+//
+// A host creates a clsMorvex, calls Initialize once, then Calculate for each
+// line, and reads the answer back from the properties: OutString, or ErrNumber,
+// ErrDescription and the 0-based ErrFirst/ErrLength of the offending token.
+// While a line is reduced the object raises events (Change, Change2, ...) that
+// tell which characters of DNAString each step consumes and produces.
+//
+// Threading: the state that calculators share (the successor template, the
+// angle unit, the current error, ...) is kept per thread. Within one thread all
+// calculators share it and must not compute at the same time; a host may run
+// one calculator per thread.
+//
+// Decisions where the calculator's rules leave a choice:
+//  - Calculate before Initialize fails with Failure code 91 (ObjectNotSet).
+//  - Reading DNAString before the first scan, DNAString2 before the first
+//    sub-expression, or either on a record of DNAGroup, gives "".
+//  - "NOTHING=Ans", "NOTHING=XVar" and "NOTHING=YVar" are refused silently, like
+//    an unknown name: every later line needs these three variables.
+//  - A target with an empty expression ("=x") does nothing: no variable is
+//    made, and the result is empty.
+//  - The program's folder (where StartUp.txt, vbscript.txt and formula files
+//    are looked for) is the folder of the running executable unless the host
+//    sets another with ProgramFolder(path).
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "morvex/failure.hpp"
+
+namespace morvex {
+
+namespace detail {
+class Calculator;
+}
+
+// Callbacks of the host. Every one is optional; all are called synchronously
+// on the thread of the call in progress.
+struct EventHandlers {
+  // Characters FirstChar (1-based) for Length of DNAString are about to be, or
+  // have been, replaced.
+  std::function<void(int16_t Length, int16_t FirstChar)> Change;
+  // The same for DNAString2, the text of a formula being worked out.
+  std::function<void(int16_t Length, int16_t FirstChar)> Change2;
+  // A pause that the line "$" or a line file asked for.
+  std::function<void()> Wait;
+  // Share of a line file done, from 0 to 1.
+  std::function<void(double Percent)> Progress;
+  // Share of the replay of definitions into a nested calculator done.
+  std::function<void(double Percent)> InternalCalc;
+  // One user variable and the text of its stored chain (FetchFunctions).
+  std::function<void(const std::string& FuncName, const std::string& Expression)> GetFunctions;
+  // Share of the recalculation of plain variables done.
+  std::function<void(double Percent)> UpdateVariables;
+  // The host is asked for the value of an unknown word: Num holds the word on
+  // entry and the answer (or "" to decline) on return.
+  std::function<void(std::string& Num)> InputBox;
+  // Share of a script procedure's work done.
+  std::function<void(double Percent)> VBSProgress;
+  // Not an event: the turn that the calculator gives the host's event loop
+  // after each line (and each line of a file). A host with an event loop lets
+  // its pending events run here; without it the turn does nothing.
+  std::function<void()> HostTurn;
+};
+
+class clsMorvex {
+ public:
+  clsMorvex();
+  ~clsMorvex();
+  clsMorvex(clsMorvex&&) noexcept;
+  clsMorvex& operator=(clsMorvex&&) noexcept;
+  clsMorvex(const clsMorvex&) = delete;
+  clsMorvex& operator=(const clsMorvex&) = delete;
+
+  // Lists the user variables through GetFunctions.
+  void FetchFunctions();
+
+  const std::string& Expression() const;
+  void Expression(std::string value);
+  // Read: the Values of all cells of the second chain, joined.
+  std::string DNAString2();
+  void DNAString2(std::string value);
+  // Read: the Values of all cells of the working chain, joined.
+  std::string DNAString();
+  void DNAString(std::string value);
+  const std::string& StringVariable() const;
+  void StringVariable(std::string value);
+  const std::string& StringTyping() const;
+  void StringTyping(std::string value);
+  const std::string& ErrDescription() const;
+  void ErrDescription(std::string value);
+
+  // Runs a text file line by line; no path (or "") means StartUp.txt in the
+  // program's folder.
+  void LoadHText();
+  void LoadHText(std::string& Path);
+
+  int16_t ErrNumber() const;
+  void ErrNumber(int16_t value);
+  int16_t ErrLength() const;
+  void ErrLength(int16_t value);
+  int16_t ErrFirst() const;
+  void ErrFirst(int16_t value);
+  const std::string& InString() const;
+  void InString(std::string value);
+  const std::string& OutString() const;
+  void OutString(std::string value);
+
+  // The one door: computes a line. TText comes back as the line was
+  // understood (its canonical spelling) on most paths.
+  std::string Calculate(std::string& TText);
+  // Convenience for a line the host does not need back.
+  std::string Calculate(std::string_view line);
+
+  void Initialize();
+  void UnLoadVars();
+  void Terminate();
+
+  EventHandlers& Events();
+
+  // The folder where StartUp.txt, vbscript.txt and formula files live.
+  const std::string& ProgramFolder() const;
+  void ProgramFolder(std::string folder);
+
+  // Read-only views for hosts: the angle unit ("Degree" or "Radian") and the
+  // variable table, in table order (Ans, XVar, YVar first).
+  std::string AngleUnit() const;
+  struct VariableView {
+    std::string Key;
+    int16_t TypeVar;
+    double Value;
+  };
+  std::vector<VariableView> VariableList() const;
+
+  detail::Calculator& Internals();
+
+ private:
+  std::unique_ptr<detail::Calculator> impl_;
+};
+
+// An ordered keyed collection of clsMorvex records (positions from 1, keys
+// compared without regard to case).
+class DNAGroup {
+ public:
+  // Makes a new, not initialised calculator with these eleven properties set,
+  // appends it (under sKey if that is not empty) and returns it.
+  clsMorvex& Add(std::string& OutString, std::string& InString, int16_t& ErrFirst,
+                 int16_t& ErrLength, int16_t& ErrNumber, std::string& ErrDescription,
+                 std::string& StringTyping, std::string& StringVariable, std::string& DNAString,
+                 std::string& DNAString2, std::string& Expression, const std::string& sKey = "");
+  clsMorvex& Item(int32_t index);
+  clsMorvex& Item(std::string_view key);
+  int32_t Count() const;
+  void Remove(int32_t index);
+  void Remove(std::string_view key);
+
+  auto begin() { return records_.begin(); }
+  auto end() { return records_.end(); }
+
+ private:
+  struct Record {
+    std::string key;
+    std::unique_ptr<clsMorvex> calculator;
+  };
+  std::vector<Record> records_;
+  int32_t IndexOfKey(std::string_view key) const;
+};
+
+}  // namespace morvex

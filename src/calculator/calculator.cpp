@@ -1,0 +1,46 @@
+#include "calculator/calculator.hpp"
+
+#include "calculator/errors.hpp"
+#include "chain/text_case.hpp"
+
+namespace morvex::detail {
+
+int32_t Calculator::VariableIndex(std::string_view name) const {
+  int32_t index = 1;
+  for (const Class1& variable : Variables) {
+    if (EqualsIgnoreCase(variable.Key, name)) return index;
+    ++index;
+  }
+  return 0;
+}
+
+bool Calculator::VariableExists(std::string_view name) const { return VariableIndex(name) != 0; }
+
+dna& Calculator::StoredChain(int32_t index) {
+  if (index < 1 || index >= static_cast<int32_t>(VariableChains.size()) ||
+      !VariableChains[static_cast<size_t>(index)].has_value()) {
+    Fail(failure_code::ObjectNotSet, "the variable at position " + std::to_string(index) + " has no stored chain");
+  }
+  return *VariableChains[static_cast<size_t>(index)];
+}
+
+void Calculator::ResizeVariableChains() { VariableChains.resize(static_cast<size_t>(Variables.Count()) + 1); }
+
+void Calculator::SetUpVariableTable() {
+  Variables = VariableString();
+  for (const char* name : {"Ans", "XVar", "YVar"}) {
+    Variables.Add(name, name).TypeVar = 1;
+  }
+  ResizeVariableChains();
+  VariableChains[3] = MakeValueChain("");
+}
+
+dna MakeValueChain(std::string_view valueText) {
+  using namespace flag;
+  dna chain;
+  Cell& cell = chain.Add(BNumber | BFirst | BOper | BPower | BLast | BEnd | BFunction | BPlus | BAns | BChar, "0");
+  cell.Value(valueText);
+  return chain;
+}
+
+}  // namespace morvex::detail

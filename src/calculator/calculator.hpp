@@ -1,0 +1,94 @@
+// The calculator behind clsMorvex: its chains, its variable table and the
+// fields behind the public properties. The subsystems work on it through free
+// functions (ScanAndDetect, EvaluateChain, RunChain, ...).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "chain/dna.hpp"
+#include "morvex/morvex.hpp"
+#include "variables/variable_table.hpp"
+
+namespace morvex::detail {
+
+class Calculator {
+ public:
+  Calculator() = default;
+
+  dna WorkingChain;  // the cells of the current line
+  dna SecondChain;   // the cells of a sub-expression
+  VariableString Variables;
+  // Slot i holds the stored chain of variable i; slot 0 is unused and a slot
+  // that was never given a chain (XVar's) holds none.
+  std::vector<std::optional<dna>> VariableChains;
+  std::string ResultText;
+  std::string EchoText;
+
+  std::string OutString;
+  std::string InString;
+  int16_t ErrFirst = 0;
+  int16_t ErrLength = 0;
+  int16_t ErrNumber = 0;
+  std::string ErrDescription;
+  std::string StringTyping;
+  std::string StringVariable;
+  std::string DNAStringField;
+  std::string DNAString2Field;
+  std::string Expression;
+
+  EventHandlers Events;
+  std::string ProgramFolder;
+  bool Initialized = false;
+  int32_t NestingDepth = 0;  // calculators and files nested inside this one's work
+
+  // Event raising; a missing handler is no call.
+  void RaiseChange(int16_t length, int16_t firstChar) const {
+    if (Events.Change) Events.Change(length, firstChar);
+  }
+  void RaiseChange2(int16_t length, int16_t firstChar) const {
+    if (Events.Change2) Events.Change2(length, firstChar);
+  }
+  void RaiseWait() const {
+    if (Events.Wait) Events.Wait();
+  }
+  void RaiseProgress(double percent) const {
+    if (Events.Progress) Events.Progress(percent);
+  }
+  void RaiseInternalCalc(double percent) const {
+    if (Events.InternalCalc) Events.InternalCalc(percent);
+  }
+  void RaiseUpdateVariables(double percent) const {
+    if (Events.UpdateVariables) Events.UpdateVariables(percent);
+  }
+  void RaiseVBSProgress(double percent) const {
+    if (Events.VBSProgress) Events.VBSProgress(percent);
+  }
+  void RaiseGetFunctions(const std::string& name, const std::string& expression) const {
+    if (Events.GetFunctions) Events.GetFunctions(name, expression);
+  }
+  // Returns the host's answer; without a handler the word stays.
+  void RaiseInputBox(std::string& num) const {
+    if (Events.InputBox) Events.InputBox(num);
+  }
+
+  // Variable table helpers.
+  bool VariableExists(std::string_view name) const;
+  // Position of the variable (case-blind), 0 when there is none.
+  int32_t VariableIndex(std::string_view name) const;
+  // The stored chain of variable `index`; failure 91 when the slot is missing.
+  dna& StoredChain(int32_t index);
+  void ResizeVariableChains();
+  // Sets up Ans, XVar, YVar and their chains.
+  void SetUpVariableTable();
+  Class1& Ans() { return Variables.Item(1); }
+  Class1& XVar() { return Variables.Item(2); }
+  Class1& YVar() { return Variables.Item(3); }
+};
+
+// The one-cell chain of a value, as the table keeps for a prompted variable.
+dna MakeValueChain(std::string_view valueText);
+
+}  // namespace morvex::detail

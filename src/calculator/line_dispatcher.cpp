@@ -1,0 +1,207 @@
+// Calculate: decides whether a line is a script call, a command or an
+// expression, runs it, and fills the output properties. After a plain
+// assignment every plain user variable is computed again from its stored chain.
+#include "calculator/line_dispatcher.hpp"
+
+#include "calculator/shared_state.hpp"
+#include "chain/text_case.hpp"
+#include "evaluation/number_text.hpp"
+#include "files/script_path.hpp"
+#include "scanner/scanner.hpp"
+
+namespace morvex::detail {
+namespace {
+
+constexpr std::string_view kRemoveCommand = "NOTHING=";
+constexpr std::string_view kLineBreak = "\r\n";
+
+// Once the script file exists, Calculate goes on after a failing statement
+// (the failure is noted and dropped); without it a failure reaches the host.
+class Statements {
+ public:
+  void ResumeOnFailure() { resume_ = true; }
+  template <class Step>
+  void operator()(Step&& step) {
+    if (!resume_) {
+      step();
+      return;
+    }
+    try {
+      step();
+    } catch (const Failure&) {
+      // noted: the line goes on with the next statement
+    }
+  }
+
+ private:
+  bool resume_ = false;
+};
+
+bool IsOneOf(std::string_view line, std::string_view a, std::string_view b) {
+  return EqualsIgnoreCase(line, a) || EqualsIgnoreCase(line, b);
+}
+
+void ClearOutputs(Calculator& c) {
+  Shared().gFormulaFileName.clear();
+  c.InString.clear();
+  c.OutString.clear();
+  c.ErrDescription.clear();
+  c.StringTyping.clear();
+  c.StringVariable.clear();
+  c.Expression.clear();
+  c.ErrNumber = 0;
+  c.ErrFirst = 0;
+  c.ErrLength = 0;
+}
+
+// "NOTHING=name": the variable and its slot go, so later slots move down in
+// step with the table. The three built-in variables are kept: every line needs them.
+void RemoveVariable(Calculator& c, std::string_view name) {
+  int32_t index = c.VariableIndex(name);
+  if (index <= 3) return;
+  c.Expression = "Remove " + std::string(name);
+  c.OutString = "OK";
+  c.InString = std::string(kRemoveCommand) + std::string(name);
+  c.Variables.Remove(index);
+  if (index < static_cast<int32_t>(c.VariableChains.size())) c.VariableChains.erase(c.VariableChains.begin() + index);
+  c.StringTyping = c.Expression;
+}
+
+void SelectAngleUnit(Calculator& c, std::string& TText, bool radian) {
+  Shared().gAngle.Degre = radian ? "Radian" : "Degree";
+  c.Expression = radian ? "Radian Mod Selected" : "Degree Mod Selected";
+  TText = radian ? "Radians" : "Degrees";
+  c.OutString = "OK";
+  c.InString = TText;
+}
+
+// The script call's answer replaces the line's.
+void TakeScriptResult(Calculator& c, std::string& TText, const std::string& result, Statements& run) {
+  SharedState& g = Shared();
+  run([&] { c.Expression = "VBScript Run " + g.gScriptName; });
+  run([&] {
+    c.OutString = result;
+    c.ResultText = result;
+  });
+  run([&] {
+    c.InString = TText;
+    c.EchoText = TText;
+  });
+  run([&] { c.StringTyping = TText + "=" + result; });
+  run([&] { c.Ans().Value = ReadNumberStrict(result); });
+}
+
+void CopyErrorProperties(Calculator& c, const std::string& TText) {
+  const CErrOcur& err = Shared().gErr;
+  if (err.NumError == error_number::Unfinished) {
+    c.ErrNumber = error_number::Unfinished;
+    c.ErrDescription = err.DescError;
+  } else if (err.NumError != 0) {
+    c.ErrNumber = CheckedInt16(err.NumError);
+    c.ErrDescription = err.DescError;
+    c.ErrFirst = CheckedInt16(err.FirstError - 1);
+    c.ErrLength = CheckedInt16(err.LengthError);
+  }
+  if (err.NumError == 0 || err.NumError == error_number::Unfinished) {
+    c.ErrFirst = 0;
+    c.ErrLength = CheckedInt16(static_cast<int64_t>(TText.size()));
+  }
+}
+
+void RunExpression(Calculator& c, std::string& TText, Statements& run) {
+  SharedState& g = Shared();
+  run([&] {
+    c.ResultText.clear();
+    g.gErr.Reset();
+  });
+  run([&] { ScanAndDetect(c, std::string(TText)); });
+  if (!g.gFormulaFileName.empty()) return;  // a formula file none of whose lines ran
+  run([&] {
+    c.OutString = c.ResultText;
+    TText = c.EchoText;
+    c.InString = c.EchoText;
+  });
+  run([&] {
+    if (!g.gReport.StrEnd.empty()) c.Expression = g.gReport.StrEnd;
+  });
+  run([&] {
+    if (g.gErr.NumError == 0 && (!c.ResultText.empty() || !g.gReport.StrEnd.empty())) {
+      c.StringTyping += c.EchoText + "=" + c.ResultText + "    " + g.gReport.StrVariable + "      " +
+                        g.gReport.StrEnd + std::string(kLineBreak);
+    }
+  });
+  run([&] { c.StringVariable = c.StringVariable + std::string(kLineBreak) + g.gReport.StrVariable; });
+  run([&] { CopyErrorProperties(c, TText); });
+  run([&] { HostTurn(c); });
+}
+
+// After a plain assignment every plain user variable is computed again from
+// its stored chain, in table order; a failure skips that variable.
+void RecalculateVariables(Calculator& c) {
+  SharedState& g = Shared();
+  if (!g.gRecalculate) return;
+  const std::string ansText = NumberToText(c.Ans().Value);
+  const int32_t count = c.Variables.Count();
+  for (int32_t i = 4; i <= count; ++i) {
+    try {
+      Class1& variable = c.Variables.Item(i);
+      if (variable.TypeVar == var_type::Plain) {
+        std::string line = c.StoredChain(i).Join() + "=" + variable.Key;
+        c.StringVariable.clear();
+        c.Ans().Value = ReadNumber(ansText);
+        ScanAndDetect(c, line);
+      }
+      c.RaiseUpdateVariables(static_cast<double>(i) / c.Variables.Count());
+    } catch (const Failure&) {
+      // this variable is skipped, its UpdateVariables too
+    }
+  }
+  c.RaiseUpdateVariables(1.0);
+  g.gRecalculate = false;
+}
+
+}  // namespace
+
+void HostTurn(const Calculator& c) {
+  if (c.Events.HostTurn) c.Events.HostTurn();
+}
+
+std::string Calculate(Calculator& c, std::string& TText) {
+  if (!c.Initialized) Fail(failure_code::ObjectNotSet, "the calculator is used before Initialize");
+  SharedState& g = Shared();
+  std::string result;
+  g.gScriptDeclined = true;
+  Statements run;
+
+  if (ScriptFileExists(c)) {
+    run.ResumeOnFailure();
+    std::string scriptResult;
+    run([&] { scriptResult = RunScriptLine(c, TText); });
+    if (!g.gScriptDeclined || !scriptResult.empty()) {
+      TakeScriptResult(c, TText, scriptResult, run);
+      return scriptResult;
+    }
+  }
+  if (TText.empty()) return result;
+  if (TText == "$") {
+    c.RaiseWait();
+    return result;
+  }
+  if (TText.size() >= kRemoveCommand.size() && EqualsIgnoreCase(TText.substr(0, kRemoveCommand.size()), kRemoveCommand)) {
+    run([&] { RemoveVariable(c, std::string_view(TText).substr(kRemoveCommand.size())); });
+    return result;
+  }
+  ClearOutputs(c);
+  if (IsOneOf(TText, "RADIANS", "RAD") || IsOneOf(TText, "DEGREES", "DEG")) {
+    SelectAngleUnit(c, TText, IsOneOf(TText, "RADIANS", "RAD"));
+    result = c.ResultText;
+  } else {
+    RunExpression(c, TText, run);
+    if (!g.gFormulaFileName.empty()) return result;
+    result = c.ResultText;
+  }
+  run([&] { RecalculateVariables(c); });
+  return result;
+}
+
+}  // namespace morvex::detail

@@ -1,0 +1,125 @@
+// Cell: one token of a line, and the type codes that it may carry.
+//
+// A cell holds its text (Value), its type code (NameStr) and fourteen successor
+// flags that say what may stand next to it. Assigning a type code rewrites the
+// shared successor template gNext (see successor_table.hpp): that is how the
+// scanner gets a cell's flags without a grammar.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "chain/cell_text.hpp"
+
+namespace morvex {
+
+// Type codes (NameStr). An integer in spite of the historical name.
+enum TypeCode : int16_t {
+  TypeNone = 0,
+  TypeNumber = 1,
+  TypeWord = 2,
+  TypePlus = 3,
+  TypeOper = 4,
+  TypePower = 5,
+  TypeSign = 6,
+  TypeStart = 7,
+  TypeEnd = 8,
+  TypeAns = 9,
+  TypeExtra = 10,
+  TypeChar = 11,
+  TypePowerNum = 12,
+  TypeEquals = 13,
+  TypeXVar = 14,
+  TypeYVar = 15,
+  TypeFactorial = 16,
+  TypeComma = 20,
+  TypeLess = 51,
+  TypeGreater = 52,
+  TypeQuestion = 53,
+  TypeOpenBracket = 54,
+  TypeCloseBracket = 55,
+  TypeHash = 56,
+  TypeAt = 57,
+  TypeColon = 58,
+  TypeBar = 59,
+  TypeFormulaFile = 98,
+  TypeVariable = 99,
+};
+
+// The fourteen successor flags, as bits of one word.
+using Flags = uint16_t;
+namespace flag {
+inline constexpr Flags BNumber = 1u << 0;
+inline constexpr Flags BFirst = 1u << 1;
+inline constexpr Flags BOper = 1u << 2;
+inline constexpr Flags BSign = 1u << 3;
+inline constexpr Flags BPower = 1u << 4;
+inline constexpr Flags BLast = 1u << 5;
+inline constexpr Flags BStart = 1u << 6;
+inline constexpr Flags BEnd = 1u << 7;
+inline constexpr Flags BFunction = 1u << 8;
+inline constexpr Flags BPlus = 1u << 9;
+inline constexpr Flags BAns = 1u << 10;
+inline constexpr Flags BExtra = 1u << 11;
+inline constexpr Flags BChar = 1u << 12;
+inline constexpr Flags BPowerNum = 1u << 13;
+inline constexpr Flags All = (1u << 14) - 1;
+// The pattern that callers pass to Add when they go on to overwrite the flags.
+inline constexpr Flags AddPattern = BFirst | BSign | BLast | BEnd | BChar | BPowerNum;
+}  // namespace flag
+
+class Cell {
+ public:
+  Cell() = default;
+
+  // Assigning the type code stores it and writes the code's successor row into
+  // the shared template gNext (with the parenthesis bookkeeping of codes 7, 8).
+  void NameStr(int16_t code);
+  int16_t NameStr() const noexcept { return nameStr_; }
+
+  std::string_view Value() const noexcept { return value_.view(); }
+  void Value(std::string_view text) { value_.assign(text); }
+  CellText& Text() noexcept { return value_; }
+  const CellText& Text() const noexcept { return value_; }
+
+  int16_t StartNumber() const noexcept { return startNumber_; }
+  void StartNumber(int16_t depth) noexcept { startNumber_ = depth; }
+
+  const std::string& KeyVal() const noexcept { return keyVal_; }
+  void KeyVal(std::string key) { keyVal_ = std::move(key); }
+
+  Flags GetFlags() const noexcept { return flags_; }
+  void SetFlags(Flags flags) noexcept { flags_ = flags & flag::All; }
+  bool Has(Flags f) const noexcept { return (flags_ & f) != 0; }
+  void Set(Flags f, bool on) noexcept { flags_ = on ? (flags_ | f) : (flags_ & ~f); }
+
+  bool BNumber() const noexcept { return Has(flag::BNumber); }
+  bool BFirst() const noexcept { return Has(flag::BFirst); }
+  bool BOper() const noexcept { return Has(flag::BOper); }
+  bool BSign() const noexcept { return Has(flag::BSign); }
+  bool BPower() const noexcept { return Has(flag::BPower); }
+  bool BLast() const noexcept { return Has(flag::BLast); }
+  bool BStart() const noexcept { return Has(flag::BStart); }
+  bool BEnd() const noexcept { return Has(flag::BEnd); }
+  bool BFunction() const noexcept { return Has(flag::BFunction); }
+  bool BPlus() const noexcept { return Has(flag::BPlus); }
+  bool BAns() const noexcept { return Has(flag::BAns); }
+  bool BExtra() const noexcept { return Has(flag::BExtra); }
+  bool BChar() const noexcept { return Has(flag::BChar); }
+  bool BPowerNum() const noexcept { return Has(flag::BPowerNum); }
+
+  // The container key of the chain that holds the cell ("" for none).
+  const std::string& ContainerKey() const noexcept { return containerKey_; }
+  void ContainerKey(std::string key) { containerKey_ = std::move(key); }
+
+ private:
+  CellText value_;
+  std::string keyVal_;
+  std::string containerKey_;
+  Flags flags_ = 0;
+  int16_t nameStr_ = TypeNone;
+  int16_t startNumber_ = 0;
+};
+
+}  // namespace morvex

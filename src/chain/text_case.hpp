@@ -1,0 +1,38 @@
+// Case folding of line text. Lines are bytes, one character a byte, in the
+// calculator's single-byte code page (Windows-1252), so case-blind comparison
+// folds ASCII letters and the accented letters of that page alike.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace morvex {
+
+constexpr unsigned char UpperChar(unsigned char c) noexcept {
+  if (c >= 'a' && c <= 'z') return static_cast<unsigned char>(c - 32);
+  if (c >= 0xE0 && c <= 0xFE && c != 0xF7) return static_cast<unsigned char>(c - 32);
+  switch (c) {
+    case 0x9A: return 0x8A;  // s caron
+    case 0x9C: return 0x8C;  // oe
+    case 0x9E: return 0x8E;  // z caron
+    case 0xFF: return 0x9F;  // y diaeresis
+    default: return c;
+  }
+}
+
+inline std::string ToUpper(std::string_view text) {
+  std::string upper(text);
+  for (char& c : upper) c = static_cast<char>(UpperChar(static_cast<unsigned char>(c)));
+  return upper;
+}
+
+inline bool EqualsIgnoreCase(std::string_view a, std::string_view b) noexcept {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (UpperChar(static_cast<unsigned char>(a[i])) != UpperChar(static_cast<unsigned char>(b[i])))
+      return false;
+  }
+  return true;
+}
+
+}  // namespace morvex

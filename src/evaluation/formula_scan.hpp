@@ -1,0 +1,36 @@
+// The scan of a formula's stored text onto the second chain: the line scanner
+// without a line around it (no target, no trailing text, no end marker, no
+// formula stage), with passes and neighbour tests of its own.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "evaluation/reduction.hpp"
+
+namespace morvex::detail {
+
+// Cuts, folds and checks `text` on a new second chain; closes its open
+// parentheses. Returns false when it found an error (in gErr, gErrCode and
+// ErrFirst), true otherwise.
+bool ScanFormulaText(Calculator& c, std::string_view text);
+
+// The formula stage's action on the variable whose name stands at `at`: a
+// plain one writes its value; a formula takes the number on its right into
+// XVar and/or the one on its left into YVar (removing those cells; `at` then
+// follows the word). Returns the number of operand cells removed.
+int32_t TakeOperands(Reduction& r, int32_t& at, const Class1& variable);
+
+// Counts the expansions of one formula stage. A definition that names itself
+// would expand without end (each expansion brings the word back); past a
+// fixed count the stage ends with failure 28, out of stack space.
+class ExpansionBudget {
+ public:
+  static constexpr int32_t kMaxExpansions = 2000;
+  void Spend();
+
+ private:
+  int32_t spent_ = 0;
+};
+
+}  // namespace morvex::detail

@@ -1,0 +1,427 @@
+#include "evaluation/passes.hpp"
+
+#include <cmath>
+#include <string>
+
+#include "calculator/shared_state.hpp"
+#include "chain/text_case.hpp"
+#include "evaluation/function_words.hpp"
+#include "evaluation/number_text.hpp"
+
+namespace morvex::detail {
+namespace {
+
+double Value(const Reduction& r, int32_t i) { return ReadNumber(r.chain[i].Value()); }
+
+// The cell becomes a number with this value.
+void WriteNumber(Cell& cell, double value) {
+  NumberText text = FormatNumber(value);
+  cell.Value(text.view());
+  cell.NameStr(TypeNumber);
+}
+
+void WriteNumberText(Cell& cell, std::string_view text) {
+  cell.Value(text);
+  cell.NameStr(TypeNumber);
+}
+
+void RemoveCells(Reduction& r, int32_t i, int32_t count) {
+  for (int32_t k = 0; k < count; ++k) r.chain.Remove(i);
+  r.last -= count;
+}
+
+bool IsWhole(double magnitude) { return magnitude == std::floor(magnitude); }
+
+bool IsType(const Reduction& r, int32_t i, int16_t type) { return r.chain[i].NameStr() == type; }
+
+// The cell before "!" and the "!" are given up.
+void GiveUpFactorial(Reduction& r, int32_t i) {
+  r.chain[i + 1].Value("!");
+  r.chain[i + 1].NameStr(TypeNone);
+  r.chain[i].NameStr(TypeNone);
+}
+
+// n! in double precision: magnitudes below 171 (170! is the largest).
+Step DoubleFactorial(Reduction& r, int32_t i) {
+  Cell& cell = r.chain[i];
+  const double strict = std::fabs(ReadNumberStrict(cell.Value()));
+  const double x = ReadNumber(cell.Value());
+  if (!IsWhole(strict) || !(std::fabs(x) < 171)) {
+    GiveUpFactorial(r, i);
+    return Step::Reduced;
+  }
+  r.Notify(2, i);
+  double product = 1;
+  for (double k = std::fabs(x); k >= 1; k -= 1) product = CheckedMultiply(product, k);
+  WriteNumber(r.chain[i + 1], x < 0 ? -product : product);
+  RemoveCells(r, i, 1);
+  r.Notify(1, i);
+  return Step::Reduced;
+}
+
+// n! in a 32-bit product: 13! is the overflow failure.
+Step Int32Factorial(Reduction& r, int32_t i) {
+  Cell& cell = r.chain[i];
+  const double magnitude = std::fabs(ReadNumberStrict(cell.Value()));
+  if (!IsWhole(magnitude)) {
+    GiveUpFactorial(r, i);
+    return Step::Marked;
+  }
+  r.Notify(2, i);
+  int32_t product = 1;
+  for (int32_t k = RoundToLong(magnitude); k >= 1; --k) {
+    if (__builtin_mul_overflow(product, k, &product)) FailOverflow("overflow: a factorial beyond 12! in a whole-number product");
+  }
+  Cell& result = r.chain[i + 1];
+  WriteNumberText(result, std::to_string(product));
+  if (ReadNumber(cell.Value()) < 0) WriteNumber(result, -ReadNumber(result.Value()));
+  RemoveCells(r, i, 1);
+  r.Notify(1, i);
+  return Step::Reduced;
+}
+
+Step FactorialStep(Reduction& r, int32_t i) {
+  if (r.chain[i + 1].Value() != "!") return Step::None;
+  const int16_t type = r.chain[i].NameStr();
+  if (type == TypeNone) return Step::None;
+  r.arity = 2;
+  r.position = i;
+  if (type != TypeNumber) {
+    GiveUpFactorial(r, i);
+    return Step::Reduced;
+  }
+  return r.factorial == FactorialRule::DoubleForward ? DoubleFactorial(r, i) : Int32Factorial(r, i);
+}
+
+// The factorial pass that runs from the end of the range to its start.
+bool BackwardFactorialPass(Reduction& r) {
+  bool reduced = false;
+  for (;;) {
+    bool restart = false;
+    for (int32_t i = std::min(r.last, r.chain.Count()) - 1; i >= r.first + 1; --i) {
+      Step outcome = FactorialStep(r, i);
+      if (outcome == Step::Marked) reduced = true;
+      if (outcome == Step::Reduced) {
+        reduced = true;
+        restart = true;
+        break;
+      }
+    }
+    if (!restart) return reduced;
+  }
+}
+
+bool WordHasRow(const Reduction& r, std::string_view word) {
+  if (!IsFunctionWord(word)) return false;
+  return r.signWordHasRow || !EqualsIgnoreCase(word, "SIGN");
+}
+
+Step ApplyWordAt(Reduction& r, int32_t i) {
+  Cell& word = r.chain[i];
+  if (word.NameStr() != TypeWord) return Step::None;
+  const bool numberFollows = IsType(r, i + 1, TypeNumber);
+  if (numberFollows && WordHasRow(r, word.Value())) {
+    r.arity = 2;
+    r.position = i;
+    WordResult result = ApplyWordRule(word.Value(), r.chain[i + 1].Value(), Shared().gAngle.Degre);
+    switch (result.outcome) {
+      case WordOutcome::Value:
+      case WordOutcome::ArgumentText: {
+        r.Notify(2, i);
+        std::string argument(r.chain[i + 1].Value());
+        WriteNumberText(word, result.outcome == WordOutcome::Value ? result.text.view() : std::string_view(argument));
+        RemoveCells(r, i + 1, 1);
+        r.Notify(1, i);
+        return Step::Reduced;
+      }
+      case WordOutcome::Pole:
+        if (i > 1 && IsType(r, i - 1, TypeNumber)) r.chain[i - 1].NameStr(TypeNone);
+        GiveUp(r.chain, i, 2);
+        return Step::Reduced;
+      case WordOutcome::Domain:
+        GiveUp(r.chain, i, 2);
+        return Step::Reduced;
+      case WordOutcome::None:
+        break;
+    }
+  }
+  switch (r.loneWords) {
+    case LoneWordRule::Skip:
+      return Step::None;
+    case LoneWordRule::ZeroNumber:
+      if (numberFollows) return Step::None;
+      WriteNumberText(word, "0");
+      return Step::Reduced;
+    case LoneWordRule::ZeroKeepWord:
+      r.Notify(2, i);
+      word.Value("0");
+      return Step::None;
+  }
+  return Step::None;
+}
+
+std::string OperatorResult(Reduction& r, int16_t type, int32_t i) {
+  const double left = Value(r, i);
+  const double right = Value(r, i + 2);
+  auto truth = [](bool b) { return std::string(b ? "1" : "0"); };
+  switch (type) {
+    case TypeLess: return truth(left < right);
+    case TypeGreater: return truth(left > right);
+    case TypeQuestion: return truth(left == right);
+    case TypeOpenBracket: return truth(left <= right);
+    case TypeCloseBracket: return truth(left >= right);
+    case TypeHash: return truth(left != right);
+    case TypeColon: return left == 1 ? NumberToText(right) : "0";
+    case TypeAt: return left == 0 ? NumberToText(right) : "0";
+    case TypeBar: {
+      // The remainder of a division that cuts towards zero, with the sign of the left operand.
+      if (left == 0) return NumberToText(right);
+      const double quotient = CheckedDivide(left, ReadNumberStrict(r.chain[i + 2].Value()));
+      const double whole = quotient >= 0 ? WholePart(quotient) : CheckedAdd(WholePart(quotient), 1);
+      return NumberToText(CheckedSubtract(left, CheckedMultiply(whole, right)));
+    }
+    default: return "0";
+  }
+}
+
+}  // namespace
+
+void BindVariables(Reduction& r, bool noteFound, bool plainOnly, bool changeAfter) {
+  SharedState& g = Shared();
+  if (noteFound) g.gFoundVariable = false;
+  for (int32_t i = 1; i <= r.chain.Count(); ++i) {
+    Cell& cell = r.chain[i];
+    for (const Class1& variable : r.c.Variables) {
+      if (plainOnly && variable.TypeVar != var_type::Plain) continue;
+      if (!EqualsIgnoreCase(cell.Value(), variable.Key)) continue;
+      if (noteFound) g.gFoundVariable = true;
+      if (variable.TypeVar == var_type::Plain) {
+        r.Notify(1, i);
+        WriteNumber(cell, variable.Value);
+        if (changeAfter) r.Notify(1, i);
+      }
+      break;
+    }
+  }
+}
+
+void BindPi(Reduction& r, bool anyCase) {
+  for (int32_t i = 1; i <= r.chain.Count(); ++i) {
+    Cell& cell = r.chain[i];
+    if (anyCase ? EqualsIgnoreCase(cell.Value(), "PI") : cell.Value() == "PI") {
+      r.Notify(1, i);
+      WriteNumber(cell, std::atan(1.0) * 4);
+    }
+  }
+}
+
+bool SignPass(Reduction& r) {
+  return RunPass(r, 1, [&](int32_t i) {
+    if (!IsType(r, i, TypeSign) || !IsType(r, i + 1, TypeNumber)) return Step::None;
+    Cell& number = r.chain[i + 1];
+    const std::string_view sign = r.chain[i].Value();
+    if (sign == "-") {
+      WriteNumber(number, -ReadNumber(number.Value()));
+      RemoveCells(r, i, 1);
+    } else if (sign == "+") {
+      r.Notify(2, i);
+      WriteNumber(number, ReadNumber(number.Value()));
+      RemoveCells(r, i, 1);
+      r.Notify(1, i);
+    } else {
+      RemoveCells(r, i, 1);
+    }
+    return Step::Reduced;
+  });
+}
+
+bool ExponentPass(Reduction& r, bool word) {
+  return RunPass(r, 1, [&](int32_t i) {
+    const std::string_view text = r.chain[i].Value();
+    const bool hit = word ? EqualsIgnoreCase(text, "EXP") : text == "E";
+    if (!hit || !IsType(r, i + 1, TypeNumber)) return Step::None;
+    r.arity = 2;
+    r.position = i;
+    if (i > 1 && IsType(r, i - 1, TypeNumber)) {
+      r.Notify(3, i - 1);
+      const double power = CheckedPower(10, Value(r, i + 1));
+      WriteNumber(r.chain[i], CheckedMultiply(Value(r, i - 1), power));
+      RemoveCells(r, i + 1, 1);
+      RemoveCells(r, i - 1, 1);
+      r.Notify(1, i - 1);
+    } else {
+      r.Notify(2, i);
+      WriteNumber(r.chain[i], CheckedPower(10, Value(r, i + 1)));
+      RemoveCells(r, i + 1, 1);
+      r.Notify(1, i);
+    }
+    return Step::Reduced;
+  });
+}
+
+bool FactorialPass(Reduction& r) {
+  if (r.factorial == FactorialRule::Int32Backward) return BackwardFactorialPass(r);
+  return RunPass(r, 1, [&](int32_t i) { return FactorialStep(r, i); });
+}
+
+bool WordPass(Reduction& r) {
+  bool reduced = false;
+  while (RunPass(r, 1, [&](int32_t i) { return ApplyWordAt(r, i); })) reduced = true;
+  return reduced;
+}
+
+bool OpenNamesPass(Reduction& r) {
+  bool changed = false;
+  const int32_t limit = std::min(r.last, r.chain.Count());
+  for (int32_t i = r.first + 1; i <= limit; ++i) {
+    Cell& cell = r.chain[i];
+    const int16_t type = cell.NameStr();
+    if (type != TypeChar && type != TypeXVar && type != TypeYVar) continue;
+    cell.NameStr(TypeNumber);
+    r.Notify(1, i);
+    cell.Value("0");
+    changed = true;
+  }
+  return changed;
+}
+
+bool WordPowerPass(Reduction& r, bool& failed) {
+  failed = false;
+  return RunPass(r, 2, [&](int32_t i) {
+    if (i <= 1 || i + 2 > r.chain.Count()) return Step::None;
+    if (!IsType(r, i, TypePowerNum) || !IsType(r, i + 1, TypeNumber)) return Step::None;
+    if (!IsType(r, i + 2, TypeNumber)) {
+      GiveUp(r.chain, i - 1, 3);
+      Shared().gErr.NumError = error_number::Unfinished;
+      failed = true;
+      return Step::EndPass;
+    }
+    r.arity = 2;
+    r.position = i;
+    r.Notify(3, i - 1);
+    // w ^ n a becomes ( w a ) ^ n.
+    dna group;
+    auto addCell = [&](const Cell& like, int16_t type, std::string_view value) {
+      Cell& cell = group.Add(like.GetFlags());
+      cell.NameStr(type);
+      cell.Value(value);
+    };
+    const Cell w = r.chain[i - 1];
+    const Cell p = r.chain[i];
+    const Cell n = r.chain[i + 1];
+    const Cell a = r.chain[i + 2];
+    Cell open;
+    open.SetFlags(flag::AddPattern);
+    addCell(open, TypeStart, "(");
+    addCell(w, w.NameStr(), w.Value());
+    addCell(a, a.NameStr(), a.Value());
+    addCell(open, TypeEnd, ")");
+    addCell(p, TypePower, p.Value());
+    addCell(n, n.NameStr(), n.Value());
+    for (int k = 0; k < 3; ++k) r.chain.Remove(i - 1);
+    SpliceChain(r.chain, group, i - 1);
+    r.last += 2;
+    r.Notify(2, i);
+    Shared().gPowerRewritten = true;
+    return Step::Reduced;
+  });
+}
+
+bool PowerPass(Reduction& r) {
+  return RunPass(r, 2, [&](int32_t i) {
+    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypePower) || !IsType(r, i + 2, TypeNumber)) return Step::None;
+    r.arity = 3;
+    r.position = i;
+    const double base = Value(r, i);
+    const double exponent = Value(r, i + 2);
+    const int32_t rounded = RoundToLong(exponent);
+    if (base <= 0 && (!IsWhole(std::fabs(exponent)) || (base == 0 && rounded < 0))) {
+      GiveUp(r.chain, i, 3);
+      return Step::EndPass;
+    }
+    r.Notify(3, i);
+    WriteNumber(r.chain[i], CheckedPower(base, exponent));
+    RemoveCells(r, i + 1, 2);
+    r.Notify(1, i);
+    return Step::Reduced;
+  });
+}
+
+bool OperatorPass(Reduction& r, int16_t type) {
+  return RunPass(r, 2, [&](int32_t i) {
+    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, type) || !IsType(r, i + 2, TypeNumber)) return Step::None;
+    r.arity = 3;
+    r.position = i;
+    r.Notify(1, i);
+    WriteNumberText(r.chain[i], OperatorResult(r, type, i));
+    RemoveCells(r, i + 1, 2);
+    return Step::Reduced;
+  });
+}
+
+bool AdjacentPass(Reduction& r) {
+  return RunPass(r, 1, [&](int32_t i) {
+    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypeNumber)) return Step::None;
+    r.arity = 1;
+    r.position = i;
+    r.Notify(1, i);
+    r.Notify(1, i + 1);
+    WriteNumber(r.chain[i], CheckedMultiply(Value(r, i), Value(r, i + 1)));
+    RemoveCells(r, i + 1, 1);
+    r.Notify(1, i);
+    return Step::Reduced;
+  });
+}
+
+bool TimesDividePass(Reduction& r) {
+  return RunPass(r, 2, [&](int32_t i) {
+    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypeOper) || !IsType(r, i + 2, TypeNumber)) return Step::None;
+    r.arity = 3;
+    r.position = i;
+    const double left = Value(r, i);
+    const double right = Value(r, i + 2);
+    const bool times = r.chain[i + 1].Value() == "*";
+    if (!times && right == 0) {
+      GiveUp(r.chain, i, 3);
+      return Step::Reduced;
+    }
+    r.Notify(3, i);
+    WriteNumber(r.chain[i], times ? CheckedMultiply(left, right) : CheckedDivide(left, right));
+    RemoveCells(r, i + 1, 2);
+    r.Notify(1, i);
+    return Step::Reduced;
+  });
+}
+
+bool PlusMinusPass(Reduction& r) {
+  return RunPass(r, 2, [&](int32_t i) {
+    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypePlus) || !IsType(r, i + 2, TypeNumber)) return Step::None;
+    r.arity = 3;
+    r.position = i;
+    const double left = Value(r, i);
+    const double right = Value(r, i + 2);
+    r.Notify(3, i);
+    const bool plus = r.chain[i + 1].Value() == "+";
+    WriteNumber(r.chain[i], plus ? CheckedAdd(left, right) : CheckedSubtract(left, right));
+    RemoveCells(r, i + 1, 2);
+    r.Notify(1, i);
+    return Step::Reduced;
+  });
+}
+
+bool FindGroup(const dna& chain, int32_t from, int32_t downTo, int32_t& open, int32_t& close) {
+  for (int32_t k = std::min(from, chain.Count()); k >= std::max(downTo, 1); --k) {
+    if (chain[k].NameStr() != TypeStart) continue;
+    for (int32_t m = k + 1; m <= chain.Count(); ++m) {
+      if (chain[m].NameStr() == TypeEnd) {
+        open = k;
+        close = m;
+        return true;
+      }
+    }
+    return false;
+  }
+  return false;
+}
+
+}  // namespace morvex::detail

@@ -1,0 +1,77 @@
+// The pass primitives of the reductions. A pass scans positions upward from
+// first + 1; its limit is fixed when a scan begins; after each reduction a new
+// scan starts from the front; the pass ends after a scan that finds nothing.
+// Each primitive returns whether it reduced anything, and reports its steps
+// through the reduction's channel.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "evaluation/reduction.hpp"
+
+namespace morvex::detail {
+
+// What one step of a pass did.
+enum class Step : uint8_t {
+  None,     // no match here: the scan goes on
+  Reduced,  // a reduction: a new scan starts from the front
+  Marked,   // cells given up, the scan goes on with the next position
+  EndPass,  // the pass ends here, without a new scan
+};
+
+// Runs `step(i)` over first + 1 .. last - tail (the limit fixed per scan).
+template <class StepFn>
+bool RunPass(Reduction& r, int32_t tail, StepFn step) {
+  bool reduced = false;
+  for (;;) {
+    const int32_t limit = std::min(r.last, r.chain.Count()) - tail;
+    bool restart = false;
+    for (int32_t i = r.first + 1; i <= limit; ++i) {
+      Step outcome = step(i);
+      if (outcome == Step::Reduced) {
+        reduced = true;
+        restart = true;
+        break;
+      }
+      if (outcome == Step::EndPass) return true;
+      if (outcome == Step::Marked) reduced = true;
+    }
+    if (!restart) return reduced;
+  }
+}
+
+// Variables of the line become numbers: every variable's name is looked for
+// (setting gFoundVariable when `noteFound`), a plain one is bound. `plainOnly`
+// compares plain variables alone; `changeAfter` adds the Change after the step.
+void BindVariables(Reduction& r, bool noteFound, bool plainOnly, bool changeAfter);
+// The cell "PI" (or any case of it when `anyCase`) becomes the text of pi.
+void BindPi(Reduction& r, bool anyCase);
+// A unary sign in front of a number goes into the number.
+bool SignPass(Reduction& r);
+// The mark "E" (exactly) or the word "EXP" (any case) before a number: a power
+// of ten, scaled by a number on its left.
+bool ExponentPass(Reduction& r, bool word);
+// n! by the reduction's factorial rule.
+bool FactorialPass(Reduction& r);
+// Function words with their argument; runs again while it makes steps.
+bool WordPass(Reduction& r);
+// Open names (letters, XVar, YVar) count as 0.
+bool OpenNamesPass(Reduction& r);
+// A word power w ^ n a is rewritten as ( w a ) ^ n. Returns false and gives up
+// w ^ n (with error 13) when the third cell is no number: `failed` says so.
+bool WordPowerPass(Reduction& r, bool& failed);
+// x ^ y, left to right.
+bool PowerPass(Reduction& r);
+// One of the operators of codes 51 to 59 between two numbers.
+bool OperatorPass(Reduction& r, int16_t type);
+// Two numbers side by side multiply.
+bool AdjacentPass(Reduction& r);
+// * and /, then + and -.
+bool TimesDividePass(Reduction& r);
+bool PlusMinusPass(Reduction& r);
+
+// The last "(" from `from` down to `downTo`, and the first ")" from it on, over the whole chain.
+bool FindGroup(const dna& chain, int32_t from, int32_t downTo, int32_t& open, int32_t& close);
+
+}  // namespace morvex::detail

@@ -1,0 +1,72 @@
+// A reduction in progress: the chain it works on, its range, how it reports
+// its steps to the host, and the state that its failure handling reads.
+//
+// Every reducer and every driver of the calculator (the silent run, the
+// calculation run, the runs of a formula's text, and the range reducers of a
+// word power) is a table of stages over this context. The stages are built
+// from the pass primitives of passes.hpp; a difference between two reducers
+// is a difference in their tables (reducer.hpp), not a copied procedure.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "calculator/calculator.hpp"
+
+namespace morvex::detail {
+
+// Where a reduction's steps are reported: nowhere (the silent run), as Change
+// over the working chain, or as Change2 over the second chain.
+enum class Channel : uint8_t { Silent, Change, Change2 };
+
+// How the factorial of a reducer multiplies.
+enum class FactorialRule : uint8_t {
+  DoubleForward,  // in double precision, magnitudes below 171
+  Int32Forward,   // 32-bit product: 13! is the overflow
+  Int32Backward,  // the same, the pass running from the end of the range
+};
+
+// What the function word pass does with a word that no row takes.
+enum class LoneWordRule : uint8_t {
+  Skip,         // passed over
+  ZeroNumber,   // becomes the number 0
+  ZeroKeepWord, // its text becomes "0" (with a Change over 2), its code stays
+};
+
+struct Reduction {
+  Calculator& c;
+  dna& chain;
+  Channel channel;
+  int32_t first = 0;  // the "(" of a group, or 0 for the whole chain
+  int32_t last = 0;   // the ")" of a group, or the cell count
+  int32_t arity = 2;  // cells the step in progress stands on (failure handling)
+  int32_t position = 0;  // the scan position of the step in progress
+  bool progress = false;
+  FactorialRule factorial = FactorialRule::DoubleForward;
+  LoneWordRule loneWords = LoneWordRule::Skip;
+  bool signWordHasRow = true;
+
+  Reduction(Calculator& calc, dna& ch, Channel chan) : c(calc), chain(ch), channel(chan) {}
+
+  bool Loud() const { return channel != Channel::Silent; }
+  // Raises Change (or Change2) over the `n` cells from `i`, measured on the chain as it stands.
+  void Notify(int32_t n, int32_t i) const;
+  // Raises Change (or Change2) with a length and a first character as given.
+  void NotifyRaw(int16_t length, int16_t firstChar) const;
+  // The whole chain: first 0 and last the cell count.
+  void WholeChain() {
+    first = 0;
+    last = chain.Count();
+  }
+};
+
+// Gives up cells: they become TypeNone, the mark of a step that cannot be done.
+void GiveUp(dna& chain, int32_t i, int32_t count);
+// Overflow handling by arity: 3 gives up i..i+2, 2 gives up i and i+1, 1 the
+// larger of the two values.
+void GiveUpByArity(Reduction& r);
+bool HasGivenUpCell(const dna& chain);
+// The Values of the first unbroken run of given-up cells: the failing text of a line.
+std::string FirstGivenUpRun(const dna& chain);
+
+}  // namespace morvex::detail

@@ -1,0 +1,25 @@
+// The silent run: a line without a target is reduced once without a single
+// event, on a copy that the scanner throws away, so that a failure is known
+// before the calculation run raises its first event. What survives it is
+// error 13, XVar and YVar at 0, and what the formula scans left.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "calculator/calculator.hpp"
+
+namespace morvex::detail {
+
+// Reduces the working chain silently.
+void EvaluateChain(Calculator& c);
+// Reduces first..last (first 0: the whole chain) silently; both follow the cells.
+void EvaluateReduce(Calculator& c, int32_t& first, int32_t& last);
+// The reduced twin for the group of a rewritten word power.
+void EvaluateReduce2(Calculator& c, int32_t& first, int32_t& last);
+// Tidies the whole working chain after a formula's text was spliced into it.
+void PreReduceChain(Calculator& c);
+// Scans a formula's text onto the second chain (and tidies the working chain).
+void ScanSubExpression2(Calculator& c, std::string_view text);
+
+}  // namespace morvex::detail

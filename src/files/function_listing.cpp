@@ -1,0 +1,18 @@
+#include "files/function_listing.hpp"
+
+namespace morvex::detail {
+
+void FetchFunctions(Calculator& c) {
+  const int32_t count = c.Variables.Count();
+  for (int32_t i = 4; i <= count; ++i) {
+    try {
+      std::string text = c.StoredChain(i).Join();
+      std::string name = c.Variables.Item(i).Key;
+      c.RaiseGetFunctions(name, text);
+    } catch (const Failure&) {
+      // a variable whose chain cannot be read is skipped
+    }
+  }
+}
+
+}  // namespace morvex::detail

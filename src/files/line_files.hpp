@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "calculator/calculator.hpp"
+
+namespace morvex::detail {
+
+// Runs a text file line by line through Calculate; an empty path means
+// StartUp.txt in the program's folder. Raises Progress before each line,
+// Wait at a pause line "$", and Change(0, 1) after each line.
+void LoadHText(Calculator& c, std::string& path);
+
+}  // namespace morvex::detail

@@ -1,0 +1,122 @@
+#include "platform/file_system.hpp"
+
+#include <chrono>
+#include <filesystem>
+#include <system_error>
+#include <unordered_map>
+
+namespace morvex::platform {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A listing taken while the folder's time was this close to the clock may miss
+// a change that lands in the same tick of the folder's time; it is not reused.
+constexpr auto kTimestampTrustMargin = std::chrono::seconds(2);
+
+// Folders whose listings a thread keeps. A program lists its own folder; the
+// bound only keeps odd callers from growing the cache without end.
+constexpr size_t kMaxCachedFolders = 16;
+
+bool IsSeparator(char c) {
+  return c == '/' || c == static_cast<char>(fs::path::preferred_separator);
+}
+
+bool HasNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
+
+struct FolderListing {
+  fs::file_time_type modified{};
+  bool trusted = false;  // the listing may be reused while `modified` is unchanged
+  std::vector<FolderFile> files;
+};
+
+struct ThreadFolderCache {
+  std::unordered_map<std::string, FolderListing> listings;
+  std::vector<FolderFile> empty;
+};
+
+ThreadFolderCache& Cache() {
+  thread_local ThreadFolderCache cache;
+  return cache;
+}
+
+// Reads the regular files of `folder` into `listing.files`. False if the folder
+// could not be read to its end; what was read stays in the list.
+bool ReadFolder(const std::string& folder, FolderListing& listing) {
+  listing.files.clear();
+  std::error_code ec;
+  fs::directory_iterator it(folder, ec);
+  if (ec) return false;
+  for (const fs::directory_iterator end; it != end; it.increment(ec)) {
+    std::error_code typeError;
+    if (!it->is_regular_file(typeError) || typeError) continue;
+    std::string name = it->path().filename().string();
+    std::string fullPath = JoinPath(folder, name);
+    listing.files.push_back(FolderFile{std::move(name), std::move(fullPath)});
+  }
+  return !ec;
+}
+
+}  // namespace
+
+bool FileExists(const std::string& path) {
+  if (path.empty() || HasNul(path)) return false;
+  std::error_code ec;
+  return fs::is_regular_file(path, ec) && !ec;
+}
+
+std::string JoinPath(std::string_view folder, std::string_view name) {
+  std::string joined;
+  joined.reserve(folder.size() + 1 + name.size());
+  joined.append(folder);
+  if (!folder.empty() && !IsSeparator(folder.back())) {
+    joined.push_back(static_cast<char>(fs::path::preferred_separator));
+  }
+  joined.append(name);
+  return joined;
+}
+
+std::string ExecutableFolder() {
+  static const std::string folder = [] {
+    std::error_code ec;
+    fs::path program = fs::read_symlink("/proc/self/exe", ec);
+    if (!ec && program.has_parent_path()) return program.parent_path().string();
+    fs::path current = fs::current_path(ec);
+    if (!ec && !current.empty()) return current.string();
+    return std::string(".");
+  }();
+  return folder;
+}
+
+const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
+  ThreadFolderCache& cache = Cache();
+  if (folder.empty() || HasNul(folder)) return cache.empty;
+
+  std::error_code ec;
+  const fs::file_time_type modified = fs::last_write_time(folder, ec);
+  if (ec) {
+    cache.listings.erase(folder);
+    return cache.empty;
+  }
+
+  auto found = cache.listings.find(folder);
+  if (found != cache.listings.end() && found->second.trusted && found->second.modified == modified) {
+    return found->second.files;
+  }
+  if (found == cache.listings.end()) {
+    if (cache.listings.size() >= kMaxCachedFolders) cache.listings.clear();
+    found = cache.listings.emplace(folder, FolderListing{}).first;
+  }
+
+  FolderListing& listing = found->second;
+  const bool complete = ReadFolder(folder, listing);
+  listing.modified = modified;
+  // The time was taken before the listing, so any later change moves it on,
+  // unless the change falls in the same tick: hence no trust while it is recent.
+  const auto now = fs::file_time_type::clock::now();
+  listing.trusted = complete && modified <= now - kTimestampTrustMargin;
+  return listing.files;
+}
+
+}  // namespace morvex::platform

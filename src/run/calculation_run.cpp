@@ -1,0 +1,195 @@
+#include "run/calculation_run.hpp"
+
+#include "calculator/shared_state.hpp"
+#include "chain/text_case.hpp"
+#include "evaluation/formula_scan.hpp"
+#include "evaluation/number_text.hpp"
+#include "evaluation/reducer.hpp"
+#include "evaluation/stage_tables.hpp"
+#include "run/sub_expression_run.hpp"
+
+namespace morvex::detail {
+namespace {
+
+using K = StageKind;
+using F = Flow;
+
+// The formula stage of the calculation run: each formula word, from the right
+// end of the range to the left, takes the numbers beside it into XVar and
+// YVar, its stored text is worked out on the second chain, and the result
+// takes the word's place.
+StageOutcome LoudFormulaStage(Reduction& r) {
+  Calculator& c = r.c;
+  ExpansionBudget budget;
+  for (;;) {
+    c.XVar().Value = 0;
+    c.YVar().Value = 0;
+    int32_t at = 0;
+    int32_t variableIndex = 0;
+    for (int32_t i = std::min(r.last, r.chain.Count()); i >= r.first + 1 && at == 0; --i) {
+      for (int32_t k = 4; k <= c.Variables.Count(); ++k) {
+        if (EqualsIgnoreCase(c.Variables.Item(k).Key, r.chain[i].Value())) {
+          at = i;
+          variableIndex = k;
+          break;
+        }
+      }
+    }
+    if (at == 0) return StageOutcome::Nothing;
+    const int32_t removed = TakeOperands(r, at, c.Variables.Item(variableIndex));
+    budget.Spend();
+    const std::string text = c.StoredChain(variableIndex).Join();
+    ScanSubExpression(c, text);
+    r.Notify(1, at);
+    const int32_t before = r.chain.Count();
+    SpliceChain(r.chain, c.SecondChain, at);
+    r.Notify(1, at);
+    r.last = r.last - removed + (r.chain.Count() - before);
+  }
+}
+
+// The groups of a rewritten word power, each reduced by ReduceRange; the run
+// goes on with the power pass.
+bool LoudRewriteGroups(Reduction& r) {
+  SharedState& g = Shared();
+  int32_t open = 0;
+  int32_t close = 0;
+  while (FindGroup(r.chain, r.last, r.first + 1, open, close)) {
+    const int32_t before = r.chain.Count();
+    r.Notify(close - open + 1, open);
+    ReduceRange(r.c, open, close);
+    r.NotifyRaw(0, 1);
+    if (HasGivenUpCell(r.chain)) {
+      g.gErr.NumError = error_number::Unfinished;
+      break;
+    }
+    if (!g.gFoundVariable) {
+      r.chain.Remove(open);
+      r.chain.Remove(open + 1);
+    }
+    g.gFoundVariable = false;
+    r.last -= before - r.chain.Count();
+  }
+  return false;
+}
+
+constexpr std::array<Stage, 9> kRunReduceHead = {{
+    {K::Formula},
+    {K::HeadSign, F::BackToWordsIfReduced},
+    {K::ExponentMark},
+    {K::ExponentWord},
+    {K::Factorial},
+    {K::Words},
+    {K::OpenNames, F::RestartIfReduced},
+    {K::WordPower},
+    {K::RewriteGroups},
+}};
+constexpr auto kRunReduceStages = stages::Join(kRunReduceHead, stages::Tail(F::BackToWordsIfReduced));
+
+constexpr ReducerProfile kRunReduce{kRunReduceStages, false, Channel::Change, FactorialRule::DoubleForward,
+                                    LoneWordRule::Skip, true, true, LoudFormulaStage, LoudRewriteGroups};
+
+constexpr ReducerProfile kReduceRange{stages::kRangeStages, false, Channel::Change, FactorialRule::Int32Backward,
+                                      LoneWordRule::ZeroKeepWord, false, false, nullptr, nullptr};
+
+// A group of the calculation run: reduced in front of the host; a group that
+// does not come down to one cell, or gives up a cell, ends the group rounds.
+bool LoudGroup(Reduction& r, int32_t open, int32_t close, int8_t) {
+  SharedState& g = Shared();
+  r.Notify(close - open + 1, open);
+  int32_t first = open;
+  RunReduce(r.c, first, close);
+  if (close - open > 2) return true;
+  if (HasGivenUpCell(r.chain)) {
+    g.gErr.NumError = error_number::Unfinished;
+    return true;
+  }
+  if (!g.gFoundVariable) {
+    r.chain.Remove(open);
+    r.chain.Remove(open + 1);
+    r.Notify(1, open);
+  }
+  g.gFoundVariable = false;
+  return false;
+}
+
+
+// The value of the line goes to ResultText, Ans and a plain target.
+void StoreResult(Calculator& c, const std::string& kept, const std::string& resultText) {
+  SharedState& g = Shared();
+  const double value = ReadNumber(resultText);
+  c.Ans().Value = value;
+  c.Ans().TypeVar = var_type::Plain;
+  g.gErrCode = 0;
+  c.ResizeVariableChains();
+  dna ans;
+  Cell& cell = ans.Add(flag::AddPattern, "Ans");
+  cell.KeyVal("Ans");
+  cell.Value(FormatNumber(value).view());
+  c.VariableChains[1] = std::move(ans);
+  if (kept.empty()) return;
+  const int32_t index = c.VariableIndex(kept);
+  if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {
+    c.Variables.Item(index).Value = value;
+    c.Variables.Item(index).Key = kept;
+  }
+}
+
+// The general reduction of the whole chain, then the result and its storing.
+void LoudGeneral(Reduction& r) {
+  Calculator& c = r.c;
+  SharedState& g = Shared();
+  const std::string kept = c.StringVariable;
+  int32_t first = 0;
+  int32_t last = 0;
+  RunReduce(c, first, last);
+
+  std::string resultText;
+  if (g.gErrCode != 0) {
+    c.ResultText.append(ErrorName(g.gErrCode));
+  } else if (HasGivenUpCell(r.chain)) {
+    g.gErr.NumError = error_number::Unfinished;
+    resultText = FirstGivenUpRun(r.chain);
+    c.ResultText.append(resultText);
+  } else {
+    resultText = r.chain.Join();
+    c.ResultText.append(resultText);
+  }
+  if (!kept.empty()) g.gReport.StrVariable = kept;
+  if (!g.gEndText.empty()) g.gReport.StrEnd = g.gEndText;
+  g.gEndText.clear();
+  if (g.gErr.NumError == 0) StoreResult(c, kept, resultText);
+  c.StringVariable.clear();
+  g.gEndText.clear();
+  g.gNext.StartNumber(0);
+  g.gParenDepth = 0;
+}
+
+using D = DriverStageKind;
+constexpr std::array<DriverStage, 12> kRunChainStages = {{
+    {D::Bind},
+    {D::Pi},
+    {D::Sign},
+    {D::ExponentMark},
+    {D::ExponentWord},
+    {D::Factorial},
+    {D::Groups},
+    {D::WordPower},
+    {D::Groups},
+    {D::Power},
+    {D::Sign},
+    {D::General},
+}};
+
+constexpr DriverProfile kRunChain{kRunChainStages, false, Channel::Change, DriverFailure::GiveUpAndEnd,
+                                  true, false, true, false, LoudGroup, LoudGeneral};
+
+}  // namespace
+
+void RunChain(Calculator& c) { Drive(kRunChain, c); }
+
+void RunReduce(Calculator& c, int32_t& first, int32_t& last) { Reduce(kRunReduce, c, first, last); }
+
+void ReduceRange(Calculator& c, int32_t first, int32_t last) { Reduce(kReduceRange, c, first, last); }
+
+}  // namespace morvex::detail

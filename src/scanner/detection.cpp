@@ -1,0 +1,147 @@
+// Detection: the folded chain is walked once and each cell compared with its
+// predecessor through the successor flags. The first failing test gives the
+// error with its place; a chain that passes has its open parentheses closed.
+#include "scanner/detection.hpp"
+
+#include "calculator/shared_state.hpp"
+#include "chain/text_case.hpp"
+#include "scanner/folding.hpp"
+#include "scanner/scanner.hpp"
+
+namespace morvex::detail {
+namespace {
+
+using namespace flag;
+namespace E = error_number;
+
+// Rows that binding writes on a variable's cell, by TypeVar; BNumber stays.
+constexpr Flags kBindingRows[5] = {
+    0,
+    BAns | BChar | BEnd | BFirst | BFunction | BLast | BOper | BPlus | BPower | BStart,
+    BAns | BChar | BFirst | BSign | BStart,
+    BAns | BChar | BEnd | BFunction | BLast | BOper | BPlus | BStart,
+    BAns | BChar | BExtra | BSign | BStart,
+};
+
+void BindVariables(Calculator& c) {
+  for (Cell& cell : c.WorkingChain) {
+    for (const Class1& variable : c.Variables) {
+      if (!EqualsIgnoreCase(cell.Value(), variable.Key)) continue;
+      cell.Value(variable.Key);
+      cell.NameStr(TypeWord);
+      if (variable.TypeVar >= 1 && variable.TypeVar <= 4) {
+        WriteRow(cell, FlagRow{kBindingRows[variable.TypeVar], All & ~BNumber});
+      }
+      break;
+    }
+  }
+}
+
+// The neighbour test of the first cell; returns the error number or 0.
+int32_t TestFirstCell(dna& chain) {
+  Cell& cell = chain[1];
+  if (!cell.BFirst()) {
+    if (cell.NameStr() != TypePlus) return E::NotCreatable;
+    cell.NameStr(TypeSign);  // a leading sign is unary
+  }
+  if (cell.NameStr() == TypeFactorial) return E::NotCreatable;
+  if (chain.Count() == 1) {
+    if (cell.Value() == "E" || cell.Value() == "e" || !cell.BLast()) return E::NotCreatable;
+  }
+  return 0;
+}
+
+// The neighbour test of cell i above 1; returns the error number or 0.
+int32_t TestCell(dna& chain, int32_t i) {
+  Cell& cell = chain[i];
+  const Cell& previous = chain[i - 1];
+  if (i == chain.Count() && !cell.BLast()) return E::NotCreatable;
+  switch (cell.NameStr()) {
+    case TypeAns:
+      return previous.BAns() ? 0 : E::Missmatch;
+    case TypePower:
+      if (previous.BPower()) return 0;
+      if (!previous.BPowerNum()) return E::OperatorBadPosition;
+      cell.NameStr(TypePowerNum);
+      return 0;
+    case TypeChar:
+      return previous.BChar() ? 0 : E::StringBadPosition;
+    case TypeFactorial:
+      return previous.NameStr() == TypeNumber ? 0 : E::NotCreatable;
+    case TypeEnd:
+      return previous.BEnd() && cell.BEnd() ? 0 : E::ParenthesisBadPosition;
+    case TypeExtra:
+      return previous.BExtra() ? 0 : E::PowerBadPosition;
+    case TypeWord:
+      return previous.BFunction() ? 0 : E::FunctionBadPosition;
+    case TypeNumber:
+      return previous.BNumber() ? 0 : E::NumberBadPosition;
+    case TypeOper:
+      return previous.BOper() ? 0 : E::OperatorBadPosition;
+    case TypePlus:
+      if (previous.BPlus()) return 0;
+      if (!previous.BSign()) return E::OperatorBadPosition;
+      cell.NameStr(TypeSign);
+      return 0;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+void RecountParentheses(dna& chain) {
+  SharedState& g = Shared();
+  g.gParenDepth = 0;
+  g.gParenDepth2 = 0;
+  g.gNext.StartNumber(0);
+  for (Cell& cell : chain) cell.NameStr(cell.NameStr());
+}
+
+int32_t FindMultiplePoint(const dna& chain) {
+  for (int32_t i = 1; i <= chain.Count(); ++i) {
+    const Cell& cell = chain[i];
+    if (cell.NameStr() != TypeNumber) continue;
+    std::string_view text = cell.Value();
+    size_t first = text.find('.');
+    if (first != std::string_view::npos && text.find('.', first + 1) != std::string_view::npos) return i;
+  }
+  return 0;
+}
+
+void ReportError(const dna& chain, int32_t number, int32_t index) {
+  SharedState& g = Shared();
+  g.gErrCode = number;
+  g.gErr.NumError = number;
+  g.gErr.DescError = std::string(ErrorName(number));
+  g.gErr.FirstError = CellTextOffset(chain, index);
+  g.gErr.LengthError = static_cast<int32_t>(chain[index].Text().size());
+}
+
+void CloseParentheses(dna& chain, int32_t count) {
+  for (int32_t k = 0; k < count; ++k) {
+    Cell& cell = chain.Add(AddPattern);
+    cell.NameStr(TypeEnd);
+    cell.Value(")");
+  }
+}
+
+void DetectChain(Calculator& c) {
+  dna& chain = c.WorkingChain;
+  RecountParentheses(chain);
+  if (int32_t at = FindMultiplePoint(chain); at != 0) {
+    ReportError(chain, E::MultiplePoint, at);
+    return;
+  }
+  if (c.StringVariable.empty()) BindVariables(c);
+  for (int32_t i = 1; i <= chain.Count(); ++i) {
+    int32_t error = i == 1 ? TestFirstCell(chain) : TestCell(chain, i);
+    if (error != 0) {
+      ReportError(chain, error, i);
+      return;
+    }
+  }
+  if (Shared().gParenDepth > 0) CloseParentheses(chain, Shared().gParenDepth);
+}
+
+}  // namespace morvex::detail

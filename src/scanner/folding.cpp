@@ -1,0 +1,123 @@
+// Folding: digits into numbers, exponent marks, letters into words. Each pass
+// sweeps from the first cell; after a fold the sweep goes on at the folded
+// cell, which finds exactly what a new sweep from the front would find, as no
+// cell before it can have changed.
+#include "scanner/folding.hpp"
+
+#include "calculator/shared_state.hpp"
+#include "scanner/classify.hpp"
+#include "scanner/scanner.hpp"
+
+namespace morvex::detail {
+
+void FoldPair(dna& chain, int32_t i) {
+  chain[i + 1].Text().prepend(chain[i].Value());
+  chain.Remove(i);
+}
+
+void FoldDigits(dna& chain) {
+  for (int32_t i = 1; i < chain.Count();) {
+    if (chain[i].NameStr() == TypeNumber && chain[i + 1].NameStr() == TypeNumber) {
+      FoldPair(chain, i);
+      chain[i].NameStr(TypeNumber);
+    } else {
+      ++i;
+    }
+  }
+}
+
+void MarkExponents(dna& chain) {
+  for (Cell& cell : chain) {
+    if (cell.NameStr() == TypeWord) continue;
+    if (cell.Value() == "E") {
+      cell.NameStr(TypeWord);
+      WriteRow(cell, fold_row::CapitalMark);
+    } else if (cell.Value() == "e") {
+      cell.NameStr(TypeWord);
+      WriteRow(cell, fold_row::SmallMark);
+    }
+  }
+}
+
+ClosedWord CloseWordByCode(int16_t wordCode) {
+  using W = WordClosing;
+  switch (wordCode) {
+    case word_code::Sin: return {W::FunctionWord, "Sin"};
+    case word_code::Cos: return {W::FunctionWord, "Cos"};
+    case word_code::Tan: return {W::FunctionWord, "Tan"};
+    case word_code::Cot: return {W::FunctionWord, "Cot"};
+    case word_code::ArcSin: return {W::FunctionWord, "ArcSin"};
+    case word_code::ArcCos: return {W::FunctionWord, "ArcCos"};
+    case word_code::ArcTan: return {W::FunctionWord, "ArcTan"};
+    case word_code::ArcCot: return {W::FunctionWord, "ArcCot"};
+    case word_code::Log: return {W::FunctionWord, "Log"};
+    case word_code::Ln: return {W::FunctionWord, "Ln"};
+    case word_code::Sqr: return {W::FunctionWord, "Sqr"};
+    case word_code::Fix: return {W::FunctionWord, "Fix"};
+    case word_code::Int: return {W::FunctionWord, "Int"};
+    case word_code::Sign: return {W::FunctionWord, "Sign"};
+    case word_code::ZrToOn: return {W::FunctionWord, "ZrToOn"};
+    case word_code::Abs: return {W::FunctionWord, "ABS"};
+    case word_code::Pi: return {W::ValueWord, "PI"};
+    case word_code::Ans: return {W::ValueWord, "Ans"};
+    case word_code::XVar: return {W::XVar, "XVar"};
+    case word_code::YVar: return {W::YVar, "YVar"};
+    case word_code::Xp: return {W::ExpWord, "xp"};
+    default: return {W::Open, ""};
+  }
+}
+
+void FoldWords(dna& chain, const VariableString& variables) {
+  for (int32_t i = 1; i < chain.Count();) {
+    if (chain[i].NameStr() != TypeChar || chain[i + 1].NameStr() != TypeChar) {
+      ++i;
+      continue;
+    }
+    FoldPair(chain, i);
+    Cell& word = chain[i];
+    ClosedWord closed = CloseWordByCode(ClassifyWord(word.Value(), variables));
+    switch (closed.closing) {
+      case WordClosing::Open:
+        break;
+      case WordClosing::FunctionWord:
+        word.Value(closed.canonical);
+        word.NameStr(TypeWord);
+        ApplyTemplate(chain, i - 1);
+        break;
+      case WordClosing::ValueWord:
+        word.Value(closed.canonical);
+        word.NameStr(TypeWord);
+        WriteRow(word, fold_row::ValueWord);
+        break;
+      case WordClosing::XVar:
+      case WordClosing::YVar:
+        word.Value(closed.canonical);
+        word.NameStr(closed.closing == WordClosing::XVar ? TypeXVar : TypeYVar);
+        WriteRow(word, fold_row::XYVar);
+        break;
+      case WordClosing::ExpWord:
+        // "xp" after an exponent mark makes the word Exp, an exponent mark of a number.
+        if (i > 1 && (chain[i - 1].Value() == "E" || chain[i - 1].Value() == "e")) {
+          Cell& mark = chain[i - 1];
+          mark.Value("Exp");
+          mark.NameStr(TypeWord);
+          ApplyTemplate(chain, i - 2);
+          WriteRow(mark, fold_row::CapitalMark);
+          chain.Remove(i);
+        } else {
+          word.Value("xp");
+          word.NameStr(TypeChar);
+          ApplyTemplate(chain, i - 1);
+        }
+        break;
+    }
+  }
+}
+
+void FoldChain(Calculator& c) {
+  FoldDigits(c.WorkingChain);
+  MarkExponents(c.WorkingChain);
+  FoldWords(c.WorkingChain, c.Variables);
+}
+
+}  // namespace morvex::detail

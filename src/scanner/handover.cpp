@@ -1,0 +1,128 @@
+// Hand-over: the checked chain is echoed, its commas go, the target's kind is
+// decided, the silent run tries the line on a saved copy, the target variable
+// gets its stored chain, and the loud run gives the result text.
+#include "calculator/shared_state.hpp"
+#include "evaluation/reduction.hpp"
+#include "evaluation/silent_run.hpp"
+#include "run/calculation_run.hpp"
+#include "scanner/scanner.hpp"
+#include "variables/formula_stage.hpp"
+
+namespace morvex::detail {
+namespace {
+
+// Commas vanish before any value is computed; a sign after a comma is unary.
+// The last cell is left out of the test. A removal leaves the cells before it
+// as they were, so the sweep goes on where it stands.
+void RemoveCommas(dna& chain) {
+  for (int32_t i = 1; i < chain.Count();) {
+    if (chain[i].NameStr() != TypeComma) {
+      ++i;
+      continue;
+    }
+    if (chain[i + 1].NameStr() == TypePlus) chain[i + 1].NameStr(TypeSign);
+    chain.Remove(i);
+  }
+}
+
+int16_t DecideTargetType(const Calculator& c) {
+  if (c.StringVariable.empty()) return 0;
+  bool hasX = false;
+  bool hasY = false;
+  for (const Cell& cell : c.WorkingChain) {
+    hasX = hasX || cell.NameStr() == TypeXVar;
+    hasY = hasY || cell.NameStr() == TypeYVar;
+  }
+  if (hasX && hasY) return var_type::FormulaXY;
+  if (hasY) return var_type::FormulaY;
+  if (hasX) return var_type::FormulaX;
+  return var_type::Plain;
+}
+
+// The target variable is made if it is new, takes the kind of the line, and
+// its slot receives the chain of the expression as it stands before it is computed.
+void StoreTarget(Calculator& c, int16_t targetType) {
+  const std::string& name = c.StringVariable;
+  int32_t index = c.VariableIndex(name);
+  if (index == 0) {
+    c.Variables.Add(name, name);
+    c.Expression = "New Variable " + name + " Added";
+    index = c.Variables.Count();
+  }
+  c.Variables.Item(index).TypeVar = targetType;
+  SortVariables(c);
+  c.ResizeVariableChains();
+  dna stored;
+  bool first = true;
+  for (const Cell& cell : c.WorkingChain) {
+    Cell& copy = stored.Add(cell.GetFlags(), first ? std::string_view(name) : std::string_view());
+    copy.Value(cell.Value());
+    copy.KeyVal(name);
+    first = false;
+  }
+  c.VariableChains[static_cast<size_t>(index)] = std::move(stored);
+}
+
+
+// The error's name, or the failing text of the given-up cells, as the result.
+void CollectError(Calculator& c) {
+  SharedState& g = Shared();
+  if (g.gErrCode != 0) {
+    c.ResultText.append(ErrorName(g.gErrCode));
+    return;
+  }
+  if (HasGivenUpCell(c.WorkingChain)) {
+    g.gErr.NumError = error_number::Unfinished;
+    c.ResultText.append(FirstGivenUpRun(c.WorkingChain));
+  }
+}
+
+}  // namespace
+
+void HandOver(Calculator& c) {
+  SharedState& g = Shared();
+  c.EchoText = c.WorkingChain.Join();
+  RemoveCommas(c.WorkingChain);
+
+  // A target with no expression ("=x") makes no variable and gives no result.
+  if (!c.StringVariable.empty() && c.WorkingChain.Count() == 0) {
+    c.StringVariable.clear();
+    g.gReport.StrVariable.clear();
+    return;
+  }
+  const int16_t targetType = DecideTargetType(c);
+  if (targetType == var_type::Plain) g.gRecalculate = true;
+
+  const dna saved = CopyChain(c.WorkingChain);
+  if (g.gErr.NumError != 0) {
+    c.StringVariable.clear();
+    g.gReport.StrVariable.clear();
+    CollectError(c);
+    return;
+  }
+  if (c.StringVariable.empty()) EvaluateChain(c);
+  c.WorkingChain = CopyChain(saved);
+
+  if (!c.StringVariable.empty()) {
+    StoreTarget(c, targetType);
+    if (targetType >= var_type::FormulaX) {
+      if (g.gErrCode == 0) {
+        g.gReport.StrVariable = c.StringVariable;
+        c.ResultText = c.StringVariable;
+        g.gReport.StrEnd = g.gEndText;
+      } else {
+        c.ResultText.append(ErrorName(g.gErrCode));
+      }
+      c.StringVariable.clear();
+      return;
+    }
+  }
+  RunChain(c);
+  if (!c.ResultText.empty()) {
+    c.StringVariable.clear();
+    return;
+  }
+  CollectError(c);
+}
+
+}  // namespace morvex::detail

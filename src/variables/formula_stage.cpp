@@ -1,0 +1,175 @@
+#include "variables/formula_stage.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "calculator/shared_state.hpp"
+#include "chain/text_case.hpp"
+#include "evaluation/number_text.hpp"
+#include "platform/file_system.hpp"
+
+namespace morvex::detail {
+namespace {
+
+// The chain as MarkVariables reads it: upper-cased Values, a gathered name as
+// one "$" per character, so that it is not found again and character
+// positions stay those of CellAtPosition.
+std::string SpellForVariables(const dna& chain) {
+  std::string text;
+  for (const Cell& cell : chain) {
+    if (cell.NameStr() == TypeVariable) {
+      text.append(cell.Text().size(), '$');
+    } else {
+      text.append(ToUpper(cell.Value()));
+    }
+  }
+  return text;
+}
+
+// The chain as FindFormulaFile reads it: the first character of each cell, upper-cased.
+std::string SpellFirstCharacters(const dna& chain) {
+  std::string text;
+  for (const Cell& cell : chain) {
+    text.push_back(cell.Value().empty() ? ' ' : static_cast<char>(UpperChar(static_cast<unsigned char>(cell.Value()[0]))));
+  }
+  return text;
+}
+
+bool AllLettersUnder(const dna& chain, size_t position, size_t length) {
+  for (size_t p = position; p < position + length; ++p) {
+    int16_t cell = CellAtPosition(chain, static_cast<int32_t>(p));
+    if (cell == 0 || chain[cell].NameStr() != TypeChar) return false;
+  }
+  return true;
+}
+
+void MarkName(dna& chain, const std::string& name) {
+  const std::string upperName = ToUpper(name);
+  if (upperName.empty()) return;
+  size_t start = 0;  // 0-based offset of the search
+  for (;;) {
+    std::string spelled = SpellForVariables(chain);
+    size_t found = spelled.find(upperName, start);
+    if (found == std::string::npos) return;
+    size_t position = found + 1;
+    if (!AllLettersUnder(chain, position, upperName.size())) return;
+    int16_t first = CellAtPosition(chain, static_cast<int32_t>(position));
+    chain[first].NameStr(TypeVariable);
+    chain[first].Value(name);
+    for (size_t k = 1; k < upperName.size(); ++k) chain.Remove(first + 1);
+    size_t next = SpellForVariables(chain).find(upperName, start);
+    start = next == std::string::npos ? 0 : next;
+  }
+}
+
+constexpr std::array<std::string_view, 20> kReservedAtLineEnd = {
+    "SIN", "TAN", "COT", "EXP", "LOG", "LN", "ARCSIN", "ARCCOS", "ARCCOT", "ARCTAN",
+    "INT", "COS", "SQR", "PI",  "ANS", "ZRTOON", "$",  "XVAR",   "SIGN",   "ABS"};
+constexpr std::array<std::string_view, 21> kReservedInLine = {
+    "SIN", "TAN", "COT", "EXP", "LOG", "LN",   "ARCSIN", "ARCCOS", "ARCCOT", "ARCTAN", "INT",
+    "COS", "SQR", "PI",  "ANS", "ZRTOON", "XVAR", "YVAR", "SIGN", "FIX",    "ABS"};
+
+template <size_t N>
+bool InList(const std::array<std::string_view, N>& list, std::string_view upperWord) {
+  return std::find(list.begin(), list.end(), upperWord) != list.end();
+}
+
+// Whether the word is put to the host.
+bool IsUnknownWord(const Calculator& c, const std::string& word, bool atLineEnd) {
+  if (word.empty()) return false;
+  if (c.VariableExists(word)) return false;
+  if (word.size() == 1) {
+    if (word == "E" || word == "e") return false;
+    return !(atLineEnd && word == "$");
+  }
+  const std::string upper = ToUpper(word);
+  return atLineEnd ? !InList(kReservedAtLineEnd, upper) : !InList(kReservedInLine, upper);
+}
+
+void AskForValue(Calculator& c, const std::string& word) {
+  std::string num = word;
+  c.RaiseInputBox(num);
+  if (num.empty()) return;
+  const std::string valueText = NumberToText(ReadNumber(num));
+  Class1& variable = c.Variables.Add(word, word);
+  variable.Value = ReadNumber(valueText);
+  variable.TypeVar = var_type::Plain;
+  c.Expression = "New Variable " + word + " Added";
+  c.ResizeVariableChains();
+  c.VariableChains.back() = MakeValueChain(valueText);
+}
+
+bool EndsInTxt(std::string_view path) {
+  return path.size() >= 3 && EqualsIgnoreCase(path.substr(path.size() - 3), "TXT");
+}
+
+}  // namespace
+
+void SortVariables(const Calculator& c) {
+  std::vector<std::string> names;
+  int32_t position = 0;
+  for (const Class1& variable : c.Variables) {
+    if (++position >= 4) names.push_back(variable.Key);
+  }
+  std::stable_sort(names.begin(), names.end(),
+                   [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+  VariableString sorted;
+  for (const std::string& name : names) sorted.Add(name, "");
+  Shared().gSortedVariables = std::move(sorted);
+}
+
+void MarkVariables(Calculator& c) {
+  for (const Class1& variable : Shared().gSortedVariables) MarkName(c.WorkingChain, variable.Key);
+}
+
+void ResolveUnknownWords(Calculator& c) {
+  dna& chain = c.WorkingChain;
+  std::string word;
+  for (int32_t i = 1; i <= chain.Count(); ++i) {
+    const bool last = i == chain.Count();
+    if (chain[i].NameStr() == TypeChar) {
+      word.append(chain[i].Value());
+      if (!last) continue;
+      if (IsUnknownWord(c, word, true)) AskForValue(c, word);
+    } else if (IsUnknownWord(c, word, false)) {
+      AskForValue(c, word);
+    }
+    word.clear();
+  }
+}
+
+std::string FindFormulaFile(Calculator& c) {
+  SharedState& g = Shared();
+  std::string result;
+  g.gFormulaFiles = VariableString();
+  for (const platform::FolderFile& file : platform::ListFolderFiles(c.ProgramFolder)) {
+    if (!EndsInTxt(file.fullPath) || file.name.size() < 4 || file.fullPath.size() < 4) continue;
+    std::string containerKey = file.fullPath.substr(0, file.fullPath.size() - 4);
+    if (g.gFormulaFiles.IndexOfKey(containerKey) != 0) continue;
+    g.gFormulaFiles.Add(file.name.substr(0, file.name.size() - 4), containerKey);
+  }
+  dna& chain = c.WorkingChain;
+  for (const Class1& record : g.gFormulaFiles) {
+    while (chain.Count() > 0 && EqualsIgnoreCase(record.Key, SpellFirstCharacters(chain)) &&
+           chain[1].NameStr() == TypeChar) {
+      chain[1].NameStr(TypeFormulaFile);
+      chain[1].Value(record.Key);
+      result = record.Key;
+      g.gFormulaFileName = record.Key;
+      while (chain.Count() > 1) chain.Remove(chain.Count());
+    }
+  }
+  return result;
+}
+
+std::string FormulaFilePath(const Calculator& c, const std::string& name) {
+  const std::string wanted = name + ".txt";
+  std::string path = platform::JoinPath(c.ProgramFolder, wanted);
+  if (platform::FileExists(path)) return path;
+  for (const platform::FolderFile& file : platform::ListFolderFiles(c.ProgramFolder)) {
+    if (EqualsIgnoreCase(file.name, wanted)) return file.fullPath;
+  }
+  return path;
+}
+
+}  // namespace morvex::detail

@@ -1,0 +1,29 @@
+// The formula stage of a scan: while each character of the expression still
+// stands in a cell of its own, user variable names are gathered into cells,
+// a line that is the whole name of a text file runs that file, and unknown
+// words are put to the host.
+#pragma once
+
+#include <string>
+
+#include "calculator/calculator.hpp"
+
+namespace morvex::detail {
+
+// Rebuilds gSortedVariables: the user variable names, longest first, names of
+// equal length in table order.
+void SortVariables(const Calculator& c);
+// Gathers the letters of each user variable name (longest names first, with no
+// test of word boundaries) into one cell of code 99.
+void MarkVariables(Calculator& c);
+// Asks the host (InputBox) for the value of each unknown word of the line and
+// makes a plain variable of each answer.
+void ResolveUnknownWords(Calculator& c);
+// The name of the text file of the program's folder that the whole line names,
+// or ""; the chain is then the one cell of code 98.
+std::string FindFormulaFile(Calculator& c);
+// The path of the formula file of that name: the listed file whose name is the
+// name and ".txt", compared without regard to case.
+std::string FormulaFilePath(const Calculator& c, const std::string& name);
+
+}  // namespace morvex::detail

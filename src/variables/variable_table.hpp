@@ -1,0 +1,52 @@
+// The variable table: named numbers and named formulas of one calculator.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace morvex {
+
+// What a variable stands for (TypeVar).
+namespace var_type {
+inline constexpr int16_t Plain = 1;    // a number in Value
+inline constexpr int16_t FormulaX = 2;  // a formula in XVar: takes the number to its right
+inline constexpr int16_t FormulaY = 3;  // a formula in YVar: takes the number to its left
+inline constexpr int16_t FormulaXY = 4;  // a formula in both: stands between two operands
+}  // namespace var_type
+
+// One variable.
+struct Class1 {
+  std::string Key;  // the name, in the spelling of the latest assignment
+  int16_t TypeVar = 0;
+  double Value = 0;
+};
+
+// Ordered keyed container of Class1, positions from 1, keys compared without
+// regard to case. Positions 1 to 3 of a calculator's table are Ans, XVar, YVar.
+class VariableString {
+ public:
+  // Appends a record with Key set; under `containerKey` unless that is empty
+  // (a key in use is failure 457).
+  Class1& Add(std::string_view key, std::string_view containerKey);
+  Class1& Item(int32_t index);              // failure 9 outside the table
+  const Class1& Item(int32_t index) const;
+  Class1& Item(std::string_view key);       // failure 5 for an unknown key
+  int32_t Count() const noexcept { return static_cast<int32_t>(variables_.size()); }
+  void Remove(int32_t index);
+  void Remove(std::string_view key);
+  // The position of the record under a container key, 0 when there is none.
+  int32_t IndexOfKey(std::string_view key) const noexcept;
+
+  auto begin() noexcept { return variables_.begin(); }
+  auto end() noexcept { return variables_.end(); }
+  auto begin() const noexcept { return variables_.begin(); }
+  auto end() const noexcept { return variables_.end(); }
+
+ private:
+  std::vector<Class1> variables_;
+  std::vector<std::string> containerKeys_;  // in step with variables_; "" for none
+};
+
+}  // namespace morvex
