@@ -21,7 +21,20 @@
 //    made, and the result is empty.
 //  - The program's folder (where StartUp.txt, vbscript.txt and formula files
 //    are looked for) is the folder of the running executable unless the host
-//    sets another with ProgramFolder(path).
+//    sets another with ProgramFolder(path). A line that names a formula file
+//    runs the file of that name and the extension ".txt" in that folder, the
+//    name compared without regard to case (also on a case-sensitive file
+//    system).
+//  - Nesting has a fixed depth: line files that run one another and formula
+//    words computed by nested calculators may nest 40 deep; a definition that
+//    names itself in the silent run may expand 2000 times in one line. Past
+//    that the line ends with a Failure of code 28 (out of stack space); the
+//    calculator and its variables stay usable.
+//  - Each level of nesting keeps its own nested calculator, so that a nested
+//    run that meets a formula word of its own does not take the outer level's
+//    calculator away.
+//  - Sign has no rule in the reducers of a word power: «Sign^2(3)» leaves the
+//    word standing, as those reducers have always done.
 #pragma once
 
 #include <cstdint>

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "calculator/errors.hpp"
 #include "chain/cell.hpp"
@@ -39,6 +40,7 @@ struct SharedState {
   bool gScriptDeclined = true;   // the line was no call of a script procedure
   std::string gScriptName;       // the procedure's name as the engine gives it
   VariableString gSortedVariables;  // user variable names, longest first
+  std::vector<std::string> gSortedVariablesSource;  // the names it was built from, in table order
   VariableString gFormulaFiles;     // the text files of the program's folder
   DNAGroup* gNestedCalculators = nullptr;  // the nested calculator of the moment
   int32_t gNestingDepth = 0;     // line files and nested calculators inside one another

@@ -77,6 +77,9 @@ class Cell {
   // the shared template gNext (with the parenthesis bookkeeping of codes 7, 8).
   void NameStr(int16_t code);
   int16_t NameStr() const noexcept { return nameStr_; }
+  // Stores a code without touching the template: for a copy whose assignment
+  // has already been replayed on the template in the calculator's own order.
+  void SetNameStrQuietly(int16_t code) noexcept { nameStr_ = code; }
 
   std::string_view Value() const noexcept { return value_.view(); }
   void Value(std::string_view text) { value_.assign(text); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "calculator/errors.hpp"
+#include "chain/successor_table.hpp"
 #include "chain/text_case.hpp"
 
 namespace morvex {
@@ -12,7 +13,8 @@ Cell& dna::Add(Flags flags, std::string_view key) {
   if (!key.empty() && IndexOfKey(key) != 0) {
     Fail(failure_code::KeyInUse, "the key \"" + std::string(key) + "\" is already in use in the chain");
   }
-  Cell& cell = cells_.emplace_back();
+  MoveEditPoint(static_cast<size_t>(Count()));
+  Cell& cell = front_.emplace_back();
   cell.SetFlags(flags);
   if (!key.empty()) cell.ContainerKey(std::string(key));
   return cell;
@@ -35,39 +37,56 @@ Cell& dna::Item(std::string_view key) {
 
 void dna::Remove(int32_t index) {
   Item(index);  // checks the position
-  cells_.erase(cells_.begin() + (index - 1));
+  MoveEditPoint(static_cast<size_t>(index - 1));
+  back_.pop_back();
 }
 
 void dna::Remove(std::string_view key) {
   int32_t index = IndexOfKey(key);
   if (index == 0) Fail(failure_code::InvalidCall, "the chain has no cell under the key \"" + std::string(key) + "\"");
-  cells_.erase(cells_.begin() + (index - 1));
+  Remove(index);
 }
 
-void dna::InsertCopies(int32_t index, const std::vector<Cell>& cells) {
-  if (Count() + static_cast<int64_t>(cells.size()) > kMaxCells) FailOverflow("a chain holds at most 32,767 cells");
-  cells_.insert(cells_.begin() + (index - 1), cells.begin(), cells.end());
+void dna::Insert(int32_t index, Cell cell) {
+  if (Count() >= kMaxCells) FailOverflow("a chain holds at most 32,767 cells");
+  if (index < 1 || index > Count() + 1) {
+    Fail(failure_code::SubscriptOutOfRange, "the chain has no cell at position " + std::to_string(index));
+  }
+  MoveEditPoint(static_cast<size_t>(index - 1));
+  front_.push_back(std::move(cell));
+}
+
+void dna::MoveEditPoint(size_t cellsBefore) {
+  while (front_.size() > cellsBefore) {
+    back_.push_back(std::move(front_.back()));
+    front_.pop_back();
+  }
+  while (front_.size() < cellsBefore) {
+    front_.push_back(std::move(back_.back()));
+    back_.pop_back();
+  }
 }
 
 std::string dna::Join() const {
   size_t length = 0;
-  for (const Cell& cell : cells_) length += cell.Text().size();
+  for (const Cell& cell : *this) length += cell.Text().size();
   std::string text;
   text.reserve(length);
-  for (const Cell& cell : cells_) text.append(cell.Value());
+  for (const Cell& cell : *this) text.append(cell.Value());
   return text;
 }
 
 int32_t dna::IndexOfKey(std::string_view key) const noexcept {
-  for (size_t i = 0; i < cells_.size(); ++i) {
-    const std::string& cellKey = cells_[i].ContainerKey();
-    if (!cellKey.empty() && EqualsIgnoreCase(cellKey, key)) return static_cast<int32_t>(i + 1);
+  for (int32_t i = 1; i <= Count(); ++i) {
+    const std::string& cellKey = (*this)[i].ContainerKey();
+    if (!cellKey.empty() && EqualsIgnoreCase(cellKey, key)) return i;
   }
   return 0;
 }
 
 dna CopyChain(const dna& source) {
   dna copy;
+  copy.Reserve(source.Count());
   for (const Cell& cell : source) {
     Cell& fresh = copy.Add(cell.GetFlags());
     fresh.KeyVal(cell.KeyVal());
@@ -78,17 +97,12 @@ dna CopyChain(const dna& source) {
   return copy;
 }
 
-void AppendSpliceCopy(dna& target, const Cell& source) {
-  Cell& fresh = target.Add(source.GetFlags());
-  fresh.KeyVal(source.KeyVal());
-  fresh.NameStr(source.NameStr());
-  fresh.Value(source.Value());
-}
-
 int16_t CellTextOffset(const dna& chain, int32_t index) {
+  if (index - 1 > chain.Count()) {
+    Fail(failure_code::SubscriptOutOfRange, "the chain has no cell at position " + std::to_string(index - 1));
+  }
   int64_t position = 1;
-  int32_t last = std::min(index - 1, chain.Count());
-  for (int32_t i = 1; i <= last; ++i) position += chain[i].Text().size();
+  for (int32_t i = 1; i < index; ++i) position += chain[i].Text().size();
   return CheckedInt16(position);
 }
 
@@ -108,16 +122,28 @@ int16_t CellAtPosition(const dna& chain, int32_t position) {
 }
 
 void SpliceChain(dna& target, const dna& inserted, int32_t position) {
-  // The cells from `position` on move behind the inserted copies; the cell that
-  // stood at `position` goes. Copies run NameStr through its assignment, in
-  // chain order, as every cell copy of the calculator does.
+  // The cell at `position` is replaced by copies of the inserted cells. The
+  // copies assign NameStr in the order in which the calculator has always
+  // copied here (the cells from `position` on into a spare chain, the inserted
+  // cells, the spare chain back), so the successor template and the depth
+  // counters see the same codes in the same order.
   target.Item(position);  // a position outside the chain is the container's failure
-  dna tail;
-  for (int32_t i = position; i <= target.Count(); ++i) AppendSpliceCopy(tail, target[i]);
-  while (target.Count() >= position) target.Remove(target.Count());
-  for (const Cell& cell : inserted) AppendSpliceCopy(target, cell);
-  for (const Cell& cell : tail) AppendSpliceCopy(target, cell);
-  target.Remove(position + inserted.Count());
+  const int32_t count = target.Count();
+  for (int32_t i = position; i <= count; ++i) WriteSuccessorRow(target[i].NameStr());
+  for (const Cell& cell : inserted) WriteSuccessorRow(cell.NameStr());
+  for (int32_t i = position; i <= count; ++i) WriteSuccessorRow(target[i].NameStr());
+
+  for (int32_t i = position + 1; i <= count; ++i) target[i].StartNumber(0);  // moved cells lose it
+  target.Remove(position);
+  int32_t at = position;
+  for (const Cell& cell : inserted) {
+    Cell copy;
+    copy.SetFlags(cell.GetFlags());
+    copy.KeyVal(cell.KeyVal());
+    copy.Value(cell.Value());
+    copy.SetNameStrQuietly(cell.NameStr());
+    target.Insert(at++, std::move(copy));
+  }
 }
 
 }  // namespace morvex

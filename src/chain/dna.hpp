@@ -23,36 +23,62 @@ class dna {
   Cell& Item(int32_t index);
   const Cell& Item(int32_t index) const;
   Cell& Item(std::string_view key);
-  int32_t Count() const noexcept { return static_cast<int32_t>(cells_.size()); }
+  int32_t Count() const noexcept { return static_cast<int32_t>(front_.size() + back_.size()); }
   void Remove(int32_t index);
   void Remove(std::string_view key);
-  // Inserts copies of `cells` before position `index` (Count()+1 appends).
-  void InsertCopies(int32_t index, const std::vector<Cell>& cells);
-  void Clear() noexcept { cells_.clear(); }
+  // Inserts `cell` before position `index` (Count()+1 appends).
+  void Insert(int32_t index, Cell cell);
+  void Reserve(int32_t cells) { front_.reserve(static_cast<size_t>(cells)); }
+  void Clear() noexcept {
+    front_.clear();
+    back_.clear();
+  }
 
   // The Values of all cells, joined.
   std::string Join() const;
 
-  auto begin() noexcept { return cells_.begin(); }
-  auto end() noexcept { return cells_.end(); }
-  auto begin() const noexcept { return cells_.begin(); }
-  auto end() const noexcept { return cells_.end(); }
   // Unchecked access for the passes, which keep their positions in range.
-  Cell& operator[](int32_t index) noexcept { return cells_[static_cast<size_t>(index - 1)]; }
-  const Cell& operator[](int32_t index) const noexcept { return cells_[static_cast<size_t>(index - 1)]; }
+  Cell& operator[](int32_t index) noexcept { return At(static_cast<size_t>(index - 1)); }
+  const Cell& operator[](int32_t index) const noexcept { return const_cast<dna*>(this)->At(static_cast<size_t>(index - 1)); }
+
+  template <class Chain, class Value>
+  class Iterator {
+   public:
+    Iterator(Chain* chain, int32_t index) : chain_(chain), index_(index) {}
+    Value& operator*() const { return (*chain_)[index_]; }
+    Value* operator->() const { return &(*chain_)[index_]; }
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return index_ != other.index_; }
+    bool operator==(const Iterator& other) const { return index_ == other.index_; }
+
+   private:
+    Chain* chain_;
+    int32_t index_;
+  };
+  auto begin() noexcept { return Iterator<dna, Cell>(this, 1); }
+  auto end() noexcept { return Iterator<dna, Cell>(this, Count() + 1); }
+  auto begin() const noexcept { return Iterator<const dna, const Cell>(this, 1); }
+  auto end() const noexcept { return Iterator<const dna, const Cell>(this, Count() + 1); }
 
  private:
+  // The chain is a gap buffer: the cells before the place of the last edit in
+  // `front_`, the cells after it in `back_`, last cell first. Reductions edit
+  // near one place, so a removal or insertion costs what the edit point moves,
+  // not the length of the chain.
+  Cell& At(size_t k) noexcept { return k < front_.size() ? front_[k] : back_[back_.size() - 1 - (k - front_.size())]; }
+  void MoveEditPoint(size_t cellsBefore);
   int32_t IndexOfKey(std::string_view key) const noexcept;
-  std::vector<Cell> cells_;
+  std::vector<Cell> front_;
+  std::vector<Cell> back_;
 };
 
 // Whole-cell copy as the scanner saves and restores a chain: all flags, Value,
 // KeyVal, StartNumber, and NameStr through its assignment (so the successor
 // template sees every copied code, in chain order).
 dna CopyChain(const dna& source);
-// Copies one cell onto the end of `target` the way a splice moves cells: flags,
-// Value, KeyVal and NameStr (assigned), but not StartNumber.
-void AppendSpliceCopy(dna& target, const Cell& source);
 
 // Position helpers, in characters of the text that the chain spells (1-based).
 int16_t CellTextOffset(const dna& chain, int32_t index);

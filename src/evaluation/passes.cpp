@@ -160,27 +160,33 @@ Step ApplyWordAt(Reduction& r, int32_t i) {
   return Step::None;
 }
 
-std::string OperatorResult(Reduction& r, int16_t type, int32_t i) {
+NumberText Literal(bool one) {
+  NumberText text;
+  text.chars[0] = one ? '1' : '0';
+  text.length = 1;
+  return text;
+}
+
+NumberText OperatorResult(Reduction& r, int16_t type, int32_t i) {
   const double left = Value(r, i);
   const double right = Value(r, i + 2);
-  auto truth = [](bool b) { return std::string(b ? "1" : "0"); };
   switch (type) {
-    case TypeLess: return truth(left < right);
-    case TypeGreater: return truth(left > right);
-    case TypeQuestion: return truth(left == right);
-    case TypeOpenBracket: return truth(left <= right);
-    case TypeCloseBracket: return truth(left >= right);
-    case TypeHash: return truth(left != right);
-    case TypeColon: return left == 1 ? NumberToText(right) : "0";
-    case TypeAt: return left == 0 ? NumberToText(right) : "0";
+    case TypeLess: return Literal(left < right);
+    case TypeGreater: return Literal(left > right);
+    case TypeQuestion: return Literal(left == right);
+    case TypeOpenBracket: return Literal(left <= right);
+    case TypeCloseBracket: return Literal(left >= right);
+    case TypeHash: return Literal(left != right);
+    case TypeColon: return left == 1 ? FormatNumber(right) : Literal(false);
+    case TypeAt: return left == 0 ? FormatNumber(right) : Literal(false);
     case TypeBar: {
       // The remainder of a division that cuts towards zero, with the sign of the left operand.
-      if (left == 0) return NumberToText(right);
+      if (left == 0) return FormatNumber(right);
       const double quotient = CheckedDivide(left, ReadNumberStrict(r.chain[i + 2].Value()));
       const double whole = quotient >= 0 ? WholePart(quotient) : CheckedAdd(WholePart(quotient), 1);
-      return NumberToText(CheckedSubtract(left, CheckedMultiply(whole, right)));
+      return FormatNumber(CheckedSubtract(left, CheckedMultiply(whole, right)));
     }
-    default: return "0";
+    default: return Literal(false);
   }
 }
 
@@ -216,6 +222,7 @@ void BindPi(Reduction& r, bool anyCase) {
 }
 
 bool SignPass(Reduction& r) {
+  if (!r.MayHold(TypeSign)) return false;
   return RunPass(r, 1, [&](int32_t i) {
     if (!IsType(r, i, TypeSign) || !IsType(r, i + 1, TypeNumber)) return Step::None;
     Cell& number = r.chain[i + 1];
@@ -265,6 +272,7 @@ bool FactorialPass(Reduction& r) {
 }
 
 bool WordPass(Reduction& r) {
+  if (!r.MayHold(TypeWord)) return false;
   bool reduced = false;
   while (RunPass(r, 1, [&](int32_t i) { return ApplyWordAt(r, i); })) reduced = true;
   return reduced;
@@ -287,6 +295,7 @@ bool OpenNamesPass(Reduction& r) {
 
 bool WordPowerPass(Reduction& r, bool& failed) {
   failed = false;
+  if (!r.MayHold(TypePowerNum)) return false;
   return RunPass(r, 2, [&](int32_t i) {
     if (i <= 1 || i + 2 > r.chain.Count()) return Step::None;
     if (!IsType(r, i, TypePowerNum) || !IsType(r, i + 1, TypeNumber)) return Step::None;
@@ -328,6 +337,7 @@ bool WordPowerPass(Reduction& r, bool& failed) {
 }
 
 bool PowerPass(Reduction& r) {
+  if (!r.MayHold(TypePower)) return false;
   return RunPass(r, 2, [&](int32_t i) {
     if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypePower) || !IsType(r, i + 2, TypeNumber)) return Step::None;
     r.arity = 3;
@@ -348,12 +358,13 @@ bool PowerPass(Reduction& r) {
 }
 
 bool OperatorPass(Reduction& r, int16_t type) {
+  if (!r.MayHold(type)) return false;
   return RunPass(r, 2, [&](int32_t i) {
     if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, type) || !IsType(r, i + 2, TypeNumber)) return Step::None;
     r.arity = 3;
     r.position = i;
     r.Notify(1, i);
-    WriteNumberText(r.chain[i], OperatorResult(r, type, i));
+    WriteNumberText(r.chain[i], OperatorResult(r, type, i).view());
     RemoveCells(r, i + 1, 2);
     return Step::Reduced;
   });
@@ -374,6 +385,7 @@ bool AdjacentPass(Reduction& r) {
 }
 
 bool TimesDividePass(Reduction& r) {
+  if (!r.MayHold(TypeOper)) return false;
   return RunPass(r, 2, [&](int32_t i) {
     if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypeOper) || !IsType(r, i + 2, TypeNumber)) return Step::None;
     r.arity = 3;
@@ -394,6 +406,7 @@ bool TimesDividePass(Reduction& r) {
 }
 
 bool PlusMinusPass(Reduction& r) {
+  if (!r.MayHold(TypePlus)) return false;
   return RunPass(r, 2, [&](int32_t i) {
     if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypePlus) || !IsType(r, i + 2, TypeNumber)) return Step::None;
     r.arity = 3;

@@ -12,6 +12,11 @@ size_t IndexOfKind(std::span<const Stage> stages, StageKind kind) {
   return stages.size();
 }
 
+// Stages after which the chain may hold kinds of cells it did not hold before.
+bool BringsNewCells(StageKind kind) {
+  return kind == StageKind::Formula || kind == StageKind::WordPower || kind == StageKind::RewriteGroups;
+}
+
 StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : StageOutcome::Nothing; }
 
 StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reduction& r) {
@@ -78,12 +83,14 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
   r.first = first;
   r.last = first == 0 ? r.chain.Count() : last;
   const size_t wordsIndex = IndexOfKind(profile.stages, StageKind::Words);
+  r.NoteChainTypes();
   size_t pc = 0;
   bool tookMissingChain = false;
   for (;;) {
     try {
       while (pc < profile.stages.size()) {
         StageOutcome outcome = RunStage(profile, profile.stages[pc], r);
+        if (BringsNewCells(profile.stages[pc].kind)) r.NoteChainTypes();
         if (outcome == StageOutcome::EndCall) break;
         pc = NextStage(profile.stages, pc, wordsIndex, outcome == StageOutcome::Reduced);
       }
@@ -107,7 +114,10 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
 void Drive(const DriverProfile& profile, Calculator& c) {
   Reduction r(c, profile.secondChain ? c.SecondChain : c.WorkingChain, profile.channel);
   r.factorial = FactorialRule::DoubleForward;
-  auto whole = [&] { r.WholeChain(); };
+  auto whole = [&] {
+    r.WholeChain();
+    r.NoteChainTypes();
+  };
   try {
     for (const DriverStage& stage : profile.stages) {
       whole();

@@ -5,7 +5,10 @@
 namespace morvex::detail {
 
 void Reduction::Notify(int32_t n, int32_t i) const {
+  // Measuring the text costs a walk of the chain: only for a host that listens.
   if (channel == Channel::Silent) return;
+  if (channel == Channel::Change && !c.Events.Change) return;
+  if (channel == Channel::Change2 && !c.Events.Change2) return;
   NotifyRaw(CellTextLength(chain, i, n), CellTextOffset(chain, i));
 }
 
@@ -15,6 +18,17 @@ void Reduction::NotifyRaw(int16_t length, int16_t firstChar) const {
   } else if (channel == Channel::Change2) {
     c.RaiseChange2(length, firstChar);
   }
+}
+
+void Reduction::NoteChainTypes() {
+  mayHold_[0] = 0;
+  mayHold_[1] = 0;
+  for (const Cell& cell : chain) {
+    const int16_t type = cell.NameStr();
+    if (type < 0 || type >= 128) continue;
+    mayHold_[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
+  }
+  mayHold_[0] |= uint64_t{1} << TypeNumber;  // every reduction makes numbers
 }
 
 void GiveUp(dna& chain, int32_t i, int32_t count) {

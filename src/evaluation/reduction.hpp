@@ -46,7 +46,20 @@ struct Reduction {
   LoneWordRule loneWords = LoneWordRule::Skip;
   bool signWordHasRow = true;
 
+ private:
+  uint64_t mayHold_[2] = {~uint64_t{0}, ~uint64_t{0}};
+
+ public:
+
   Reduction(Calculator& calc, dna& ch, Channel chan) : c(calc), chain(ch), channel(chan) {}
+
+  // The type codes that the chain may hold: a superset, taken from the chain
+  // and widened by every stage that brings new kinds of cells. A pass for a
+  // code that the chain cannot hold finds nothing, so it is skipped.
+  void NoteChainTypes();
+  bool MayHold(int16_t type) const noexcept {
+    return type >= 0 && type < 128 && (mayHold_[static_cast<size_t>(type) / 64] >> (type % 64) & 1u) != 0;
+  }
 
   bool Loud() const { return channel != Channel::Silent; }
   // Raises Change (or Change2) over the `n` cells from `i`, measured on the chain as it stands.

@@ -106,11 +106,24 @@ bool EndsInTxt(std::string_view path) {
 }  // namespace
 
 void SortVariables(const Calculator& c) {
-  std::vector<std::string> names;
+  // The list is rebuilt only when the user names (spelling included) differ
+  // from those it was built from.
+  SharedState& g = Shared();
+  std::vector<std::string>& source = g.gSortedVariablesSource;
   int32_t position = 0;
+  bool same = c.Variables.Count() - 3 == static_cast<int32_t>(source.size()) &&
+              g.gSortedVariables.Count() == static_cast<int32_t>(source.size());
+  for (const Class1& variable : c.Variables) {
+    if (!same) break;
+    if (++position >= 4) same = variable.Key == source[static_cast<size_t>(position - 4)];
+  }
+  if (same) return;
+  std::vector<std::string> names;
+  position = 0;
   for (const Class1& variable : c.Variables) {
     if (++position >= 4) names.push_back(variable.Key);
   }
+  source = names;
   std::stable_sort(names.begin(), names.end(),
                    [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
   VariableString sorted;
@@ -141,6 +154,9 @@ void ResolveUnknownWords(Calculator& c) {
 std::string FindFormulaFile(Calculator& c) {
   SharedState& g = Shared();
   std::string result;
+  // Only a chain whose first cell is a letter can be a file's name: any other
+  // line is answered without asking the folder.
+  if (c.WorkingChain.Count() == 0 || c.WorkingChain[1].NameStr() != TypeChar) return result;
   g.gFormulaFiles = VariableString();
   for (const platform::FolderFile& file : platform::ListFolderFiles(c.ProgramFolder)) {
     if (!EndsInTxt(file.fullPath) || file.name.size() < 4 || file.fullPath.size() < 4) continue;

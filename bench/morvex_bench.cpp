@@ -1,0 +1,195 @@
+// The calculator's speed: a mix of typical engineering lines on a warm object
+// (with no handler and with a Change handler), the growth of the cost with the
+// length of a line and with the size of the variable table, and the same
+// arithmetic parsed and evaluated by muparser, a widely used C++ expression
+// library, for comparison. Ends with a summary table of ns per line.
+#include <benchmark/benchmark.h>
+#include <muParser.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "morvex/morvex.hpp"
+
+namespace {
+
+// Typical lines of an engineering session.
+const std::vector<std::string> kMix = {
+    "2+3",           "2*3+4",         "(1+2)*(3+4)",   "2^10",          "-2^2",          "2^3^2",
+    "8/2/2",         "1.5E3*2",       "2E-3",          "3Exp2",         "5!",            "10!/3!",
+    "Sin30",         "Cos60",         "Tan45",         "sin(30)+cos(60)", "ArcSin0.5",   "ArcTan1",
+    "Sqr16+Sqr9",    "Log1000",       "Ln2",           "e1",            "ABS-3.5",       "Int-2.5",
+    "Fix-2.5",       "PI*2",          "2PI",           "2(3+4)",        "Sqr4Sqr9",      "Sin^2(30)",
+    "3<5",           "2+3<4",         "7|3",           "1:7",           "Ans*2",         "r*r*PI",
+    "a+b",           "3.3=a",         "a*2=b",         "sq3",           "2sq3",          "10minus4",
+    "2+*3",          "1/0",           "(2+3",          "((1+2)*3)^2/4", "1,000+1",       "0.1+0.2",
+};
+
+// The same arithmetic in both languages (our spelling, muparser's spelling).
+const std::vector<std::pair<std::string, std::string>> kArithmetic = {
+    {"2+3", "2+3"},
+    {"2*3+4", "2*3+4"},
+    {"(1+2)*(3+4)", "(1+2)*(3+4)"},
+    {"2^10", "2^10"},
+    {"8/2/2", "8/2/2"},
+    {"1.5E3*2", "1.5e3*2"},
+    {"((1+2)*3)^2/4", "((1+2)*3)^2/4"},
+    {"0.1+0.2", "0.1+0.2"},
+    {"10/4-3", "10/4-3"},
+    {"3*(4+5)-6/2", "3*(4+5)-6/2"},
+    {"2.5*2.5*2.5", "2.5*2.5*2.5"},
+    {"100-99+98-97", "100-99+98-97"},
+    {"Sqr16+Sqr9", "sqrt(16)+sqrt(9)"},
+    {"Sin30+Cos60", "sin(30)+cos(60)"},
+    {"(2+3)*(4-1)^2", "(2+3)*(4-1)^2"},
+};
+
+morvex::clsMorvex MakeSessionCalculator() {
+  morvex::clsMorvex calc;
+  calc.Initialize();
+  calc.Events().InputBox = [](std::string& num) { num = "2"; };
+  for (const char* line : {"2=r", "3=a", "4=b", "XVar^2=sq", "YVar-XVar=minus"}) calc.Calculate(std::string_view(line));
+  return calc;
+}
+
+void RunLines(benchmark::State& state, morvex::clsMorvex& calc, const std::vector<std::string>& lines) {
+  size_t next = 0;
+  std::string line;
+  for (auto _ : state) {
+    line = lines[next];
+    next = next + 1 == lines.size() ? 0 : next + 1;
+    try {
+      benchmark::DoNotOptimize(calc.Calculate(line));
+    } catch (const morvex::Failure&) {
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+void BM_MixNoHandler(benchmark::State& state) {
+  auto calc = MakeSessionCalculator();
+  RunLines(state, calc, kMix);
+}
+
+void BM_MixWithChange(benchmark::State& state) {
+  auto calc = MakeSessionCalculator();
+  int64_t changes = 0;
+  calc.Events().Change = [&](int16_t length, int16_t first) { changes += length + first; };
+  RunLines(state, calc, kMix);
+  benchmark::DoNotOptimize(changes);
+}
+
+std::vector<std::string> ArithmeticOurs() {
+  std::vector<std::string> lines;
+  for (const auto& pair : kArithmetic) lines.push_back(pair.first);
+  return lines;
+}
+
+void BM_ArithmeticMorvex(benchmark::State& state) {
+  morvex::clsMorvex calc;
+  calc.Initialize();
+  RunLines(state, calc, ArithmeticOurs());
+}
+
+void BM_ArithmeticMuparser(benchmark::State& state) {
+  mu::Parser parser;
+  size_t next = 0;
+  for (auto _ : state) {
+    parser.SetExpr(kArithmetic[next].second);
+    next = next + 1 == kArithmetic.size() ? 0 : next + 1;
+    benchmark::DoNotOptimize(parser.Eval());
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+// One line of `cells` cells: 1+2+3+... (numbers and operators alternate).
+void BM_LineLength(benchmark::State& state) {
+  const int64_t cells = state.range(0);
+  std::string line = "1";
+  for (int64_t k = 1; 2 * k < cells; ++k) line += "+1";
+  morvex::clsMorvex calc;
+  calc.Initialize();
+  std::string text;
+  for (auto _ : state) {
+    text = line;
+    benchmark::DoNotOptimize(calc.Calculate(text));
+  }
+  state.counters["cells"] = static_cast<double>(cells);
+}
+
+// A line that uses one variable, with `count` user variables in the table.
+void BM_VariableTable(benchmark::State& state) {
+  const int64_t count = state.range(0);
+  morvex::clsMorvex calc;
+  calc.Initialize();
+  for (int64_t k = 0; k < count; ++k) {
+    std::string name = "v";
+    for (int64_t n = k; n > 0; n /= 26) name += static_cast<char>('a' + n % 26);
+    calc.Calculate(std::string_view(std::to_string(k) + "=" + name));
+  }
+  std::string text;
+  for (auto _ : state) {
+    text = "va*2+1";
+    benchmark::DoNotOptimize(calc.Calculate(text));
+  }
+  state.counters["variables"] = static_cast<double>(count);
+}
+
+BENCHMARK(BM_MixNoHandler);
+BENCHMARK(BM_MixWithChange);
+BENCHMARK(BM_ArithmeticMorvex);
+BENCHMARK(BM_ArithmeticMuparser);
+BENCHMARK(BM_LineLength)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_VariableTable)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
+// Collects ns per iteration of every run for the summary.
+class SummaryReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Iteration) nsPerLine[run.benchmark_name()] = run.GetAdjustedRealTime() * Scale(run);
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+  std::map<std::string, double> nsPerLine;
+
+ private:
+  static double Scale(const Run& run) {
+    switch (run.time_unit) {
+      case benchmark::kSecond: return 1e9;
+      case benchmark::kMillisecond: return 1e6;
+      case benchmark::kMicrosecond: return 1e3;
+      default: return 1;
+    }
+  }
+};
+
+void PrintSummary(const std::map<std::string, double>& ns) {
+  auto get = [&](const std::string& name) {
+    auto it = ns.find(name);
+    return it == ns.end() ? 0.0 : it->second;
+  };
+  std::printf("\n%-44s %14s\n", "workload", "ns per line");
+  std::printf("%-44s %14s\n", "--------------------------------------------", "--------------");
+  for (const auto& [name, value] : ns) std::printf("%-44s %14.0f\n", name.c_str(), value);
+  const double ours = get("BM_ArithmeticMorvex");
+  const double peer = get("BM_ArithmeticMuparser");
+  if (ours > 0 && peer > 0) {
+    std::printf("\nSame arithmetic, fresh line each time: morvex %.0f ns, muparser %.0f ns, ratio %.2f\n", ours, peer,
+                ours / peer);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  SummaryReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  PrintSummary(reporter.nsPerLine);
+  return 0;
+}

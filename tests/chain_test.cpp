@@ -1,0 +1,429 @@
+// Cells, the successor template and the chain container: what assigning a type
+// code does to the shared template and the depth counters, the keyed chain,
+// the character-position helpers and the splice that moves cells.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "calculator/shared_state.hpp"
+#include "chain/dna.hpp"
+#include "morvex/failure.hpp"
+
+namespace morvex {
+namespace {
+
+// Columns of the successor table, in the order the rows below are written.
+constexpr Flags kColumns[14] = {flag::BAns,      flag::BChar,  flag::BEnd,   flag::BExtra,    flag::BFirst,
+                                flag::BFunction, flag::BLast,  flag::BNumber, flag::BOper,    flag::BPlus,
+                                flag::BPower,    flag::BPowerNum, flag::BSign, flag::BStart};
+
+// "1"/"0" per column, in the order of kColumns.
+std::string FlagText(Flags flags) {
+  std::string text;
+  for (Flags column : kColumns) text.push_back((flags & column) != 0 ? '1' : '0');
+  return text;
+}
+
+// A row as the table writes it: 'd' stands for "depth above 0".
+std::string ResolveDepth(std::string row, bool depthAboveZero) {
+  for (char& c : row) {
+    if (c == 'd') c = depthAboveZero ? '1' : '0';
+  }
+  return row;
+}
+
+void ResetTemplate() {
+  SharedState& g = Shared();
+  g.gNext = Cell();
+  g.gParenDepth = 0;
+  g.gParenDepth2 = 0;
+}
+
+// Puts the template in a known, unusual state: every flag set, depth 5.
+void FillTemplate() {
+  SharedState& g = Shared();
+  g.gNext.SetFlags(flag::All);
+  g.gNext.StartNumber(5);
+  g.gParenDepth = 5;
+  g.gParenDepth2 = 7;
+}
+
+class ChainSuccessorTable : public ::testing::Test {
+ protected:
+  void SetUp() override { ResetTemplate(); }
+  void TearDown() override { ResetTemplate(); }
+};
+
+struct RowCase {
+  int16_t code;
+  const char* row;  // BAns BChar BEnd BExtra BFirst BFunction BLast BNumber BOper BPlus BPower BPowerNum BSign BStart
+};
+
+const RowCase kRows[] = {
+    {1, "11d01111111001"},  {2, "11111101000111"},  {3, "11000101000011"},  {4, "11000101000011"},
+    {5, "11000101000011"},  {6, "11001101000011"},  {9, "11d01111111001"},  {10, "11000101000111"},
+    {11, "11d01111111001"}, {12, "00000001000011"}, {51, "11000101000011"}, {52, "11000101000011"},
+    {53, "11000101000011"}, {54, "11000101000011"}, {55, "11000101000011"}, {56, "11000101000011"},
+    {57, "11000101000011"}, {58, "11000101000011"}, {59, "11000101000011"},
+};
+
+TEST_F(ChainSuccessorTable, EachCodeWritesItsRowIntoTheTemplateAtEveryDepth) {
+  for (const RowCase& rc : kRows) {
+    for (int16_t depth : {int16_t{0}, int16_t{2}, int16_t{-1}}) {
+      SCOPED_TRACE("code " + std::to_string(rc.code) + " depth " + std::to_string(depth));
+      SharedState& g = Shared();
+      g.gNext.SetFlags(rc.code == 12 ? flag::All : 0);  // start away from the row
+      g.gNext.StartNumber(depth);
+      g.gParenDepth = depth;
+      g.gParenDepth2 = depth;
+      Cell cell;
+      cell.NameStr(rc.code);
+      EXPECT_EQ(cell.NameStr(), rc.code);
+      EXPECT_EQ(FlagText(g.gNext.GetFlags()), ResolveDepth(rc.row, depth > 0));
+      // Only the parenthesis rows move the counters.
+      EXPECT_EQ(g.gNext.StartNumber(), depth);
+      EXPECT_EQ(g.gParenDepth, depth);
+      EXPECT_EQ(g.gParenDepth2, depth);
+    }
+  }
+}
+
+TEST_F(ChainSuccessorTable, AssigningACodeNeverTouchesTheCellsOwnFlags) {
+  for (int16_t code : {0, 1, 2, 7, 8, 12, 16, 59, 99}) {
+    Cell cell;
+    cell.SetFlags(flag::BOper | flag::BStart);
+    cell.NameStr(code);
+    EXPECT_EQ(FlagText(cell.GetFlags()), FlagText(flag::BOper | flag::BStart)) << "code " << code;
+  }
+}
+
+TEST_F(ChainSuccessorTable, CodesWithoutARowStoreTheCodeAndLeaveTheTemplateAsItWas) {
+  for (int16_t code : {0, 13, 14, 15, 16, 17, 20, 21, 42, 50, 60, 97, 98, 99, 1000, -1}) {
+    SCOPED_TRACE("code " + std::to_string(code));
+    FillTemplate();
+    Cell cell;
+    cell.NameStr(code);
+    SharedState& g = Shared();
+    EXPECT_EQ(cell.NameStr(), code);
+    EXPECT_EQ(g.gNext.GetFlags(), flag::All);
+    EXPECT_EQ(g.gNext.StartNumber(), 5);
+    EXPECT_EQ(g.gParenDepth, 5);
+    EXPECT_EQ(g.gParenDepth2, 7);
+  }
+}
+
+TEST_F(ChainSuccessorTable, OpenParenthesisCountsFirstAndCloseParenthesisAfterItsRow) {
+  struct Case {
+    int16_t code;
+    int16_t depthBefore;
+    bool bEnd;
+    int16_t depthAfter;
+  };
+  const Case cases[] = {
+      {8, 0, false, -1},  // a close parenthesis with no partner
+      {8, 1, true, 0},    // with a partner
+      {8, 3, true, 2},
+      {8, -2, false, -3},  // counters may go below 0
+      {7, 0, false, 1},   // row 7 has BEnd 0 whatever the depth
+      {7, -1, false, 0},
+  };
+  for (const Case& tc : cases) {
+    SCOPED_TRACE("code " + std::to_string(tc.code) + " from depth " + std::to_string(tc.depthBefore));
+    SharedState& g = Shared();
+    g.gNext.StartNumber(tc.depthBefore);
+    g.gParenDepth = tc.depthBefore;
+    g.gParenDepth2 = static_cast<int16_t>(tc.depthBefore + 10);
+    Cell cell;
+    cell.NameStr(tc.code);
+    EXPECT_EQ(g.gNext.BEnd(), tc.bEnd);
+    EXPECT_EQ(g.gNext.StartNumber(), tc.depthAfter);
+    EXPECT_EQ(g.gParenDepth, tc.depthAfter);
+    EXPECT_EQ(g.gParenDepth2, tc.depthAfter + 10);
+    const char* row = tc.code == 7 ? "11001101000011" : "11d00111111000";
+    EXPECT_EQ(FlagText(g.gNext.GetFlags()), ResolveDepth(row, tc.bEnd));
+  }
+}
+
+TEST_F(ChainSuccessorTable, NumberRowSeesTheDepthLeftByEarlierParentheses) {
+  // "(" then "1": the number inside the group may be followed by ")".
+  Cell open;
+  open.NameStr(TypeStart);
+  Cell number;
+  number.NameStr(TypeNumber);
+  EXPECT_TRUE(Shared().gNext.BEnd());
+  Cell close;
+  close.NameStr(TypeEnd);
+  EXPECT_TRUE(Shared().gNext.BEnd());  // decided before the close parenthesis is counted
+  number.NameStr(TypeNumber);
+  EXPECT_FALSE(Shared().gNext.BEnd());
+  EXPECT_EQ(Shared().gParenDepth, 0);
+}
+
+TEST(ChainCell, NewCellIsEmpty) {
+  Cell cell;
+  EXPECT_EQ(cell.GetFlags(), 0);
+  EXPECT_EQ(cell.NameStr(), TypeNone);
+  EXPECT_EQ(cell.Value(), "");
+  EXPECT_EQ(cell.KeyVal(), "");
+  EXPECT_EQ(cell.StartNumber(), 0);
+}
+
+// ---------------------------------------------------------------------------
+// The container.
+
+dna ChainOf(const std::vector<std::string>& values, int16_t code = TypeChar) {
+  dna chain;
+  for (const std::string& value : values) {
+    Cell& cell = chain.Add(0);
+    cell.Value(value);
+    cell.NameStr(code);
+  }
+  return chain;
+}
+
+std::vector<std::string> ValuesOf(const dna& chain) {
+  std::vector<std::string> values;
+  for (const Cell& cell : chain) values.emplace_back(cell.Value());
+  return values;
+}
+
+int32_t FailureCode(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Failure& failure) {
+    EXPECT_NE(std::string(failure.what()), "");
+    return failure.code();
+  }
+  return 0;
+}
+
+class ChainDna : public ::testing::Test {
+ protected:
+  void SetUp() override { ResetTemplate(); }
+  void TearDown() override { ResetTemplate(); }
+};
+
+TEST_F(ChainDna, AddAppendsWithTheGivenFlagsAndLeavesTheRestEmpty) {
+  dna chain;
+  Cell& first = chain.Add(flag::AddPattern);
+  // The pattern of the callers that overwrite the flags: BFirst, BSign, BLast, BEnd, BChar, BPowerNum.
+  EXPECT_EQ(FlagText(first.GetFlags()), "01101010000110");
+  EXPECT_EQ(first.Value(), "");
+  EXPECT_EQ(first.NameStr(), 0);
+  EXPECT_EQ(first.KeyVal(), "");
+  chain.Add(flag::BNumber).Value("x");
+  EXPECT_EQ(chain.Count(), 2);
+  EXPECT_EQ(chain.Item(2).Value(), "x");
+  EXPECT_TRUE(chain.Item(2).BNumber());
+}
+
+TEST_F(ChainDna, KeysAreFoundWithoutRegardToCaseAndMayNotBeUsedTwice) {
+  dna chain;
+  chain.Add(0).Value("a");
+  chain.Add(0, "EndVer").Value(" ");
+  EXPECT_EQ(chain.Item("endver").Value(), " ");
+  EXPECT_EQ(chain.Item("ENDVER").Value(), " ");
+  EXPECT_EQ(FailureCode([&] { chain.Add(0, "ENDver"); }), failure_code::KeyInUse);
+  EXPECT_EQ(chain.Count(), 2);
+  // Empty keys are no keys: any number of cells may have none.
+  chain.Add(0, "");
+  chain.Add(0, "");
+  EXPECT_EQ(chain.Count(), 4);
+}
+
+TEST_F(ChainDna, PositionsAndKeysThatTheChainDoesNotHoldFail) {
+  dna chain = ChainOf({"a", "b"});
+  EXPECT_EQ(FailureCode([&] { chain.Item(0); }), failure_code::SubscriptOutOfRange);
+  EXPECT_EQ(FailureCode([&] { chain.Item(3); }), failure_code::SubscriptOutOfRange);
+  EXPECT_EQ(FailureCode([&] { chain.Item(-1); }), failure_code::SubscriptOutOfRange);
+  EXPECT_NE(FailureCode([&] { chain.Item("nokey"); }), 0);
+  EXPECT_NE(FailureCode([&] { chain.Remove(3); }), 0);
+  EXPECT_NE(FailureCode([&] { chain.Remove("nokey"); }), 0);
+  EXPECT_EQ(ValuesOf(chain), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(ChainDna, RemovingMovesLaterCellsDown) {
+  dna chain = ChainOf({"a", "b", "c", "d"});
+  chain.Item(3).ContainerKey("k");
+  chain.Remove(2);
+  EXPECT_EQ(ValuesOf(chain), (std::vector<std::string>{"a", "c", "d"}));
+  EXPECT_EQ(chain.Item("K").Value(), "c");
+  chain.Remove("k");
+  EXPECT_EQ(ValuesOf(chain), (std::vector<std::string>{"a", "d"}));
+  EXPECT_EQ(chain.Item(2).Value(), "d");
+}
+
+TEST_F(ChainDna, AChainHoldsAtMost32767Cells) {
+  dna chain;
+  for (int i = 0; i < 32767; ++i) chain.Add(0);
+  EXPECT_EQ(chain.Count(), 32767);
+  EXPECT_EQ(FailureCode([&] { chain.Add(0); }), failure_code::Overflow);
+  EXPECT_EQ(chain.Count(), 32767);
+}
+
+TEST_F(ChainDna, CellTextOffsetCountsCharactersBeforeTheCell) {
+  const dna empty;
+  const dna chain = ChainOf({"12", "+", "3"});
+  EXPECT_EQ(CellTextOffset(empty, 1), 1);
+  EXPECT_EQ(CellTextOffset(chain, 1), 1);
+  EXPECT_EQ(CellTextOffset(chain, 2), 3);
+  EXPECT_EQ(CellTextOffset(chain, 3), 4);
+  EXPECT_EQ(CellTextOffset(chain, 4), 5);  // just past the text
+}
+
+TEST_F(ChainDna, CellTextOffsetReadingCellsThatTheChainDoesNotHoldFails) {
+  // The offset of cell 5 sums cells 1 to 4; a chain of three cells has no cell 4.
+  const dna chain = ChainOf({"12", "+", "3"});
+  EXPECT_EQ(FailureCode([&] { CellTextOffset(chain, 5); }), failure_code::SubscriptOutOfRange);
+  EXPECT_EQ(FailureCode([&] { CellTextOffset(dna(), 3); }), failure_code::SubscriptOutOfRange);
+}
+
+TEST_F(ChainDna, CellTextLengthSumsTheCountCellsFromFirst) {
+  const dna chain = ChainOf({"12", "+", "Sin", ""});
+  struct Case {
+    int32_t first, count;
+    int16_t length;
+  };
+  for (Case tc : {Case{2, 0, 0}, Case{1, 1, 2}, Case{1, 3, 6}, Case{3, 2, 3}, Case{4, 1, 0}, Case{1, 4, 6}}) {
+    EXPECT_EQ(CellTextLength(chain, tc.first, tc.count), tc.length) << tc.first << "," << tc.count;
+  }
+  EXPECT_NE(FailureCode([&] { CellTextLength(chain, 3, 3); }), 0);
+}
+
+TEST_F(ChainDna, CellAtPositionFindsTheCellThatHoldsACharacter) {
+  const dna chain = ChainOf({"12", "+", "Sin"});
+  struct Case {
+    int32_t position;
+    int16_t cell;
+  };
+  for (Case tc : {Case{0, 1}, Case{1, 1}, Case{2, 1}, Case{3, 2}, Case{4, 3}, Case{6, 3}, Case{7, 0}, Case{100, 0}}) {
+    EXPECT_EQ(CellAtPosition(chain, tc.position), tc.cell) << "position " << tc.position;
+  }
+  EXPECT_EQ(CellAtPosition(dna(), 0), 0);
+  EXPECT_EQ(CellAtPosition(dna(), 1), 0);
+}
+
+TEST_F(ChainDna, PositionsBeyond32767AreTheOverflowFailure) {
+  dna chain;
+  chain.Add(0).Value(std::string(20000, '1'));
+  chain.Add(0).Value(std::string(20000, '2'));
+  chain.Add(0).Value("+");
+  EXPECT_EQ(FailureCode([&] { CellTextOffset(chain, 3); }), failure_code::Overflow);
+  EXPECT_EQ(FailureCode([&] { CellTextLength(chain, 1, 2); }), failure_code::Overflow);
+  EXPECT_EQ(CellTextLength(chain, 2, 2), 20001);
+}
+
+// ---------------------------------------------------------------------------
+// SpliceChain.
+
+TEST_F(ChainDna, SpliceReplacesTheCellAtThePositionByTheInsertedCells) {
+  struct Case {
+    std::vector<std::string> inserted;
+    int32_t position;
+    std::vector<std::string> expected;
+  };
+  const Case cases[] = {
+      {{"X"}, 2, {"a", "X", "c"}},
+      {{"X", "Y", "Z"}, 2, {"a", "X", "Y", "Z", "c"}},
+      {{}, 2, {"a", "c"}},
+      {{"X", "Y"}, 1, {"X", "Y", "b", "c"}},
+      {{"X", "Y"}, 3, {"a", "b", "X", "Y"}},
+      {{}, 3, {"a", "b"}},
+  };
+  for (const Case& tc : cases) {
+    dna target = ChainOf({"a", "b", "c"});
+    SpliceChain(target, ChainOf(tc.inserted), tc.position);
+    EXPECT_EQ(ValuesOf(target), tc.expected) << "position " << tc.position;
+  }
+}
+
+TEST_F(ChainDna, SpliceCopiesFlagsValueCodeAndKeyValButNotTheDepth) {
+  dna target = ChainOf({"a", "b", "c"}, TypeNumber);
+  target.Item(3).SetFlags(flag::BPowerNum | flag::BLast);
+  target.Item(3).StartNumber(4);
+  target.Item(3).KeyVal("tail");
+  dna inserted;
+  Cell& source = inserted.Add(flag::BExtra | flag::BSign);
+  source.Value("Sin");
+  source.NameStr(TypeWord);
+  source.KeyVal("f");
+  source.StartNumber(3);
+
+  SpliceChain(target, inserted, 2);
+  ASSERT_EQ(target.Count(), 3);
+  const Cell& moved = target.Item(2);
+  EXPECT_EQ(moved.Value(), "Sin");
+  EXPECT_EQ(moved.NameStr(), TypeWord);
+  EXPECT_EQ(moved.KeyVal(), "f");
+  EXPECT_EQ(FlagText(moved.GetFlags()), FlagText(flag::BExtra | flag::BSign));
+  EXPECT_EQ(moved.StartNumber(), 0);
+  const Cell& tail = target.Item(3);
+  EXPECT_EQ(tail.Value(), "c");
+  EXPECT_EQ(tail.NameStr(), TypeNumber);
+  EXPECT_EQ(tail.KeyVal(), "tail");
+  EXPECT_EQ(FlagText(tail.GetFlags()), FlagText(flag::BPowerNum | flag::BLast));
+  EXPECT_EQ(tail.StartNumber(), 0);
+  // The inserted chain is left as it was.
+  EXPECT_EQ(ValuesOf(inserted), (std::vector<std::string>{"Sin"}));
+}
+
+TEST_F(ChainDna, SpliceRunsTheCodeAssignmentOfEveryCopiedCellInChainOrder) {
+  // Target "(" "1" ")": the cells from position 2 on are copied out and back,
+  // so ")" is counted twice, and the inserted "(" once: net -1.
+  dna target;
+  for (auto [value, code] : {std::pair{"(", TypeStart}, std::pair{"1", TypeNumber}, std::pair{")", TypeEnd}}) {
+    Cell& cell = target.Add(0);
+    cell.Value(value);
+    cell.NameStr(code);
+  }
+  dna inserted;
+  Cell& open = inserted.Add(0);
+  open.Value("(");
+  open.NameStr(TypeStart);
+  ResetTemplate();
+
+  SpliceChain(target, inserted, 2);
+  EXPECT_EQ(ValuesOf(target), (std::vector<std::string>{"(", "(", ")"}));
+  EXPECT_EQ(Shared().gParenDepth, -1);
+  EXPECT_EQ(Shared().gParenDepth2, -1);
+  // The last copy was ")" from depth 0: its row, with BEnd false.
+  EXPECT_EQ(FlagText(Shared().gNext.GetFlags()), "11000111111000");
+}
+
+TEST_F(ChainDna, SpliceAtAPositionOutsideTheChainFails) {
+  dna target = ChainOf({"a", "b"});
+  EXPECT_NE(FailureCode([&] { SpliceChain(target, ChainOf({"X"}), 3); }), 0);
+  EXPECT_NE(FailureCode([&] { SpliceChain(target, ChainOf({"X"}), 0); }), 0);
+  dna empty;
+  EXPECT_NE(FailureCode([&] { SpliceChain(empty, ChainOf({"X"}), 1); }), 0);
+}
+
+TEST_F(ChainDna, WholeChainCopyKeepsEverythingAndReplaysTheCodes) {
+  dna source;
+  for (auto [value, code] : {std::pair{"(", TypeStart}, std::pair{"(", TypeStart}, std::pair{"2", TypeNumber}}) {
+    Cell& cell = source.Add(flag::BSign);
+    cell.Value(value);
+    cell.NameStr(code);
+    cell.StartNumber(9);
+  }
+  source.Item(1).ContainerKey("EndVer");
+  source.Item(2).KeyVal("v");
+  ResetTemplate();
+  dna copy = CopyChain(source);
+  ASSERT_EQ(copy.Count(), 3);
+  for (int32_t i = 1; i <= 3; ++i) {
+    EXPECT_EQ(copy.Item(i).Value(), source.Item(i).Value());
+    EXPECT_EQ(copy.Item(i).NameStr(), source.Item(i).NameStr());
+    EXPECT_EQ(copy.Item(i).StartNumber(), 9);
+    EXPECT_EQ(copy.Item(i).GetFlags(), flag::BSign);
+  }
+  EXPECT_EQ(copy.Item(2).KeyVal(), "v");
+  EXPECT_EQ(Shared().gParenDepth, 2);
+  EXPECT_TRUE(Shared().gNext.BEnd());  // the number row at depth 2
+}
+
+}  // namespace
+}  // namespace morvex
