@@ -6,6 +6,7 @@
 #include "calculator/shared_state.hpp"
 #include "chain/text_case.hpp"
 #include "evaluation/number_text.hpp"
+#include "evaluation/reducer.hpp"
 #include "files/script_path.hpp"
 #include "scanner/scanner.hpp"
 
@@ -28,7 +29,8 @@ class Statements {
     }
     try {
       step();
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+      if (IsFatal(failure)) throw;  // nesting too deep reaches the host in any case
       // noted: the line goes on with the next statement
     }
   }
@@ -152,7 +154,8 @@ void RecalculateVariables(Calculator& c) {
         ScanAndDetect(c, line);
       }
       c.RaiseUpdateVariables(static_cast<double>(i) / c.Variables.Count());
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+      if (IsFatal(failure)) throw;
       // this variable is skipped, its UpdateVariables too
     }
   }

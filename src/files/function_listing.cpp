@@ -1,5 +1,7 @@
 #include "files/function_listing.hpp"
 
+#include "evaluation/reducer.hpp"
+
 namespace morvex::detail {
 
 void FetchFunctions(Calculator& c) {
@@ -9,7 +11,8 @@ void FetchFunctions(Calculator& c) {
       std::string text = c.StoredChain(i).Join();
       std::string name = c.Variables.Item(i).Key;
       c.RaiseGetFunctions(name, text);
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+      if (IsFatal(failure)) throw;
       // a variable whose chain cannot be read is skipped
     }
   }
