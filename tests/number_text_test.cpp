@@ -318,3 +318,25 @@ TEST(NumberText, CheckedArithmeticFailsWithItsCode) {
 
 }  // namespace
 }  // namespace morvex
+
+// The fast path (the shortest text when it has at most 15 digits) and the
+// exact rounding must agree at their seam: short and long shortest texts,
+// the edge of the normal range, and subnormal values, whose last binary place
+// is too coarse for the shortest text to be the 15-digit rounding.
+TEST(NumberText, ShortestTextAndExactRoundingAgreeAtTheirSeam) {
+  struct Case {
+    double value;
+    const char* text;
+  };
+  const Case cases[] = {
+      {5e-324, "4.94065645841247E-324"},
+      {1e-320, "9.99988867182683E-321"},
+      {2.2250738585072014e-308, "2.2250738585072E-308"},
+      {0.1 + 0.2, "0.3"},
+      {123456789012345.0, "123456789012345"},
+      {1234567890123456.0, "1.23456789012346E+15"},
+      {0.30000000000000004, "0.3"},
+      {9.999999999999999e22, "1E+23"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(morvex::NumberToText(c.value), c.text) << c.value;
+}

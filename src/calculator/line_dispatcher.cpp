@@ -182,7 +182,7 @@ std::string Calculate(Calculator& c, std::string& TText) {
     run([&] { scriptResult = RunScriptLine(c, TText); });
     if (!g.gScriptDeclined || !scriptResult.empty()) {
       TakeScriptResult(c, TText, scriptResult, run);
-      return scriptResult;
+      return result;  // a script call answers through OutString alone
     }
   }
   if (TText.empty()) return result;

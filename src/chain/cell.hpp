@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -89,8 +90,11 @@ class Cell {
   int16_t StartNumber() const noexcept { return startNumber_; }
   void StartNumber(int16_t depth) noexcept { startNumber_ = depth; }
 
-  const std::string& KeyVal() const noexcept { return keyVal_; }
-  void KeyVal(std::string key) { keyVal_ = std::move(key); }
+  const std::string& KeyVal() const noexcept { return keys_ ? keys_->keyVal : NoKey(); }
+  void KeyVal(std::string key) {
+    if (key.empty() && !keys_) return;
+    Keys().keyVal = std::move(key);
+  }
 
   Flags GetFlags() const noexcept { return flags_; }
   void SetFlags(Flags flags) noexcept { flags_ = flags & flag::All; }
@@ -113,13 +117,43 @@ class Cell {
   bool BPowerNum() const noexcept { return Has(flag::BPowerNum); }
 
   // The container key of the chain that holds the cell ("" for none).
-  const std::string& ContainerKey() const noexcept { return containerKey_; }
-  void ContainerKey(std::string key) { containerKey_ = std::move(key); }
+  const std::string& ContainerKey() const noexcept { return keys_ ? keys_->containerKey : NoKey(); }
+  void ContainerKey(std::string key) {
+    if (key.empty() && !keys_) return;
+    Keys().containerKey = std::move(key);
+  }
+
+  Cell(const Cell& other)
+      : value_(other.value_),
+        keys_(other.keys_ ? std::make_unique<CellKeys>(*other.keys_) : nullptr),
+        flags_(other.flags_),
+        nameStr_(other.nameStr_),
+        startNumber_(other.startNumber_) {}
+  Cell& operator=(const Cell& other) {
+    if (this != &other) *this = Cell(other);
+    return *this;
+  }
+  Cell(Cell&&) noexcept = default;
+  Cell& operator=(Cell&&) noexcept = default;
 
  private:
+  // The two keys are rare (the end marker of a line, the first cell of a
+  // stored chain), so they live apart and a cell stays small to move.
+  struct CellKeys {
+    std::string keyVal;
+    std::string containerKey;
+  };
+  CellKeys& Keys() {
+    if (!keys_) keys_ = std::make_unique<CellKeys>();
+    return *keys_;
+  }
+  static const std::string& NoKey() noexcept {
+    static const std::string empty;
+    return empty;
+  }
+
   CellText value_;
-  std::string keyVal_;
-  std::string containerKey_;
+  std::unique_ptr<CellKeys> keys_;
   Flags flags_ = 0;
   int16_t nameStr_ = TypeNone;
   int16_t startNumber_ = 0;

@@ -84,6 +84,10 @@ int32_t dna::IndexOfKey(std::string_view key) const noexcept {
   return 0;
 }
 
+void ReplayCopy(const dna& source) {
+  for (const Cell& cell : source) WriteSuccessorRow(cell.NameStr());
+}
+
 dna CopyChain(const dna& source) {
   dna copy;
   copy.Reserve(source.Count());

@@ -79,6 +79,8 @@ class dna {
 // KeyVal, StartNumber, and NameStr through its assignment (so the successor
 // template sees every copied code, in chain order).
 dna CopyChain(const dna& source);
+// What such a copy does to the successor template, without the copy.
+void ReplayCopy(const dna& source);
 
 // Position helpers, in characters of the text that the chain spells (1-based).
 int16_t CellTextOffset(const dna& chain, int32_t index);

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <cstddef>
 #include <cstdlib>
 #include <system_error>
@@ -175,6 +176,13 @@ double Read(std::string_view text, bool strict) {
 
 }  // namespace
 
+// The digits of a scientific text "d.ddde+XX" before its exponent.
+static int SignificantDigits(const char* text, const char* end) {
+  int digits = 0;
+  for (const char* q = text; q < end && *q != 'e'; ++q) digits += *q != '.';
+  return digits;
+}
+
 NumberText FormatNumber(double x) {
   if (std::isnan(x)) FailInvalidCall("a result that is not a number has no text");
   if (std::isinf(x)) FailOverflow(Describe(x));
@@ -192,10 +200,16 @@ NumberText FormatNumber(double x) {
   }
 
   // "d.dddddddddddddde+XX": 15 significant digits, rounded to nearest from the
-  // exact binary value.
+  // exact binary value. The shortest text that reads back as x is that
+  // rounding whenever it has 15 digits or fewer: x lies within half a unit of
+  // its last binary place of it, far inside half a step of the 15-digit grid.
+  // Only longer shortest texts, and subnormal values (whose last binary place
+  // is coarse), need the slower rounding of the exact value.
   char scientific[32];
-  const auto converted =
-      std::to_chars(scientific, scientific + sizeof scientific, x, std::chars_format::scientific, 14);
+  auto converted = std::to_chars(scientific, scientific + sizeof scientific, x, std::chars_format::scientific);
+  if (x < std::numeric_limits<double>::min() || SignificantDigits(scientific, converted.ptr) > 15) {
+    converted = std::to_chars(scientific, scientific + sizeof scientific, x, std::chars_format::scientific, 14);
+  }
   const char* const scientific_end = converted.ptr;
 
   char digits[15];

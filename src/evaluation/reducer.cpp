@@ -19,7 +19,27 @@ bool BringsNewCells(StageKind kind) {
 
 StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : StageOutcome::Nothing; }
 
+// The code a stage's pass looks for, when a chain without it leaves the pass
+// nothing to do; 0 for stages that always run.
+int16_t PassTarget(const Stage& stage) {
+  switch (stage.kind) {
+    case StageKind::HeadSign:
+    case StageKind::Sign: return TypeSign;
+    case StageKind::Words: return TypeWord;
+    case StageKind::WordPower: return TypePowerNum;
+    case StageKind::Power: return TypePower;
+    case StageKind::Operator: return stage.operatorType;
+    case StageKind::TimesDivide: return TypeOper;
+    case StageKind::PlusMinus: return TypePlus;
+    default: return 0;
+  }
+}
+
 StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reduction& r) {
+  if (const int16_t target = PassTarget(stage); target != 0 && !r.MayHold(target)) {
+    if (stage.kind == StageKind::WordPower) Shared().gPowerRewritten = false;
+    return StageOutcome::Nothing;
+  }
   switch (stage.kind) {
     case StageKind::Formula:
       return profile.formula(r);
@@ -114,13 +134,17 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
 void Drive(const DriverProfile& profile, Calculator& c) {
   Reduction r(c, profile.secondChain ? c.SecondChain : c.WorkingChain, profile.channel);
   r.factorial = FactorialRule::DoubleForward;
-  auto whole = [&] {
-    r.WholeChain();
-    r.NoteChainTypes();
-  };
+  auto whole = [&] { r.WholeChain(); };
+  whole();
+  r.NoteChainTypes();
+  bool typesStale = false;
   try {
     for (const DriverStage& stage : profile.stages) {
       whole();
+      if (typesStale) r.NoteChainTypes();
+      // Groups (through their formula words) and word powers can bring kinds
+      // of cells that the chain did not hold before.
+      typesStale = stage.kind == DriverStageKind::Groups || stage.kind == DriverStageKind::WordPower;
       bool toGeneral = false;
       switch (stage.kind) {
         case DriverStageKind::Bind:

@@ -1,5 +1,7 @@
 #include "evaluation/reduction.hpp"
 
+#include <algorithm>
+
 #include "evaluation/number_text.hpp"
 
 namespace morvex::detail {
@@ -21,14 +23,15 @@ void Reduction::NotifyRaw(int16_t length, int16_t firstChar) const {
 }
 
 void Reduction::NoteChainTypes() {
-  mayHold_[0] = 0;
+  mayHold_[0] = uint64_t{1} << TypeNumber;  // every reduction makes numbers
   mayHold_[1] = 0;
-  for (const Cell& cell : chain) {
-    const int16_t type = cell.NameStr();
+  // The passes look at the range alone (the cell after it at most).
+  const int32_t end = std::min(chain.Count(), last + 1);
+  for (int32_t i = std::max(first, 1); i <= end; ++i) {
+    const int16_t type = chain[i].NameStr();
     if (type < 0 || type >= 128) continue;
     mayHold_[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
   }
-  mayHold_[0] |= uint64_t{1} << TypeNumber;  // every reduction makes numbers
 }
 
 void GiveUp(dna& chain, int32_t i, int32_t count) {

@@ -93,15 +93,26 @@ void HandOver(Calculator& c) {
   const int16_t targetType = DecideTargetType(c);
   if (targetType == var_type::Plain) g.gRecalculate = true;
 
-  const dna saved = CopyChain(c.WorkingChain);
+  // The chain is saved before the silent run and restored after it; both
+  // copies assign every cell's code in chain order, which the template sees.
+  // Where nothing can have changed the chain, the copies are replayed on the
+  // template without being made.
+  const bool silentRun = g.gErr.NumError == 0 && c.StringVariable.empty();
+  dna saved = silentRun ? CopyChain(c.WorkingChain) : dna();
+  if (!silentRun) ReplayCopy(c.WorkingChain);
   if (g.gErr.NumError != 0) {
     c.StringVariable.clear();
     g.gReport.StrVariable.clear();
     CollectError(c);
     return;
   }
-  if (c.StringVariable.empty()) EvaluateChain(c);
-  c.WorkingChain = CopyChain(saved);
+  if (silentRun) {
+    EvaluateChain(c);
+    ReplayCopy(saved);
+    c.WorkingChain = std::move(saved);
+  } else {
+    ReplayCopy(c.WorkingChain);
+  }
 
   if (!c.StringVariable.empty()) {
     StoreTarget(c, targetType);
