@@ -24,12 +24,16 @@
 //    sets another with ProgramFolder(path). A line that names a formula file
 //    runs the file of that name and the extension ".txt" in that folder, the
 //    name compared without regard to case (also on a case-sensitive file
-//    system).
-//  - Nesting has a fixed depth: line files that run one another and formula
-//    words computed by nested calculators may nest 40 deep; a definition that
+//    system); so is StartUp.txt. The script file must be spelled exactly
+//    "vbscript.txt": it is looked for on every line, with one check.
+//  - Nesting has a fixed depth: line files that run one another, formula
+//    words computed by nested calculators, and script calls whose arguments
+//    are script calls («f(f(f(1)))») may nest 40 deep together; a definition that
 //    names itself in the silent run may expand 2000 times in one line. Past
-//    that the line ends with a Failure of code 28 (out of stack space); the
-//    calculator and its variables stay usable.
+//    that the line ends with a Failure of code 28 (out of stack space), which
+//    no handler of the calculator keeps (it reaches the host also when a
+//    script file is present); the calculator and its variables stay usable.
+//  - A script call's answer is in OutString; Calculate itself returns "" for it.
 //  - Each level of nesting keeps its own nested calculator, so that a nested
 //    run that meets a formula word of its own does not take the outer level's
 //    calculator away.

@@ -47,7 +47,7 @@ void LoadHText(Calculator& c, std::string& path) {
   c.ResultText.clear();
   c.EchoText.clear();
   Shared().gErr = CErrOcur();
-  const std::string file = path.empty() ? platform::JoinPath(c.ProgramFolder, kStartUpFile) : path;
+  const std::string file = path.empty() ? platform::FindFileIgnoringCase(c.ProgramFolder, kStartUpFile) : path;
   if (!platform::FileExists(file)) return;
   NestingGuard nesting("line files");
 

@@ -47,4 +47,8 @@ struct FolderFile {
 // thread; copy what must last longer.
 const std::vector<FolderFile>& ListFolderFiles(const std::string& folder);
 
+// The path of the file `name` in `folder`: the exact spelling when it exists,
+// else a listed file whose name differs only in case, else the exact path.
+std::string FindFileIgnoringCase(const std::string& folder, std::string_view name);
+
 }  // namespace morvex::platform

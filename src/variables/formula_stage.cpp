@@ -179,13 +179,7 @@ std::string FindFormulaFile(Calculator& c) {
 }
 
 std::string FormulaFilePath(const Calculator& c, const std::string& name) {
-  const std::string wanted = name + ".txt";
-  std::string path = platform::JoinPath(c.ProgramFolder, wanted);
-  if (platform::FileExists(path)) return path;
-  for (const platform::FolderFile& file : platform::ListFolderFiles(c.ProgramFolder)) {
-    if (EqualsIgnoreCase(file.name, wanted)) return file.fullPath;
-  }
-  return path;
+  return platform::FindFileIgnoringCase(c.ProgramFolder, name + ".txt");
 }
 
 }  // namespace morvex::detail

@@ -1,0 +1,535 @@
+// The script path: with "vbscript.txt" in the program's folder every line is
+// first offered to the script's procedures. These tests write real script
+// files and drive the calculator through its public interface: which lines
+// become calls, what the procedure's result does to the answer, Ans and a
+// target, the VBSProgress events, the properties of a call, and that every
+// failure on the way leaves the line an ordinary line, the same as it would be
+// without a script.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "morvex/morvex.hpp"
+#include "test_support.hpp"
+
+namespace morvex {
+namespace {
+
+// A script file as the calculator reads it: CR LF line ends (the reader keeps
+// the CR, which is what keeps the lines apart for the engine), and two further
+// line ends, because the last two entries of a line file are not read.
+std::string ScriptFile(std::initializer_list<std::string_view> lines, std::string_view lineEnd = "\r\n",
+                       bool closingLineEnds = true) {
+  std::string text;
+  for (std::string_view line : lines) {
+    text.append(line);
+    text.append(lineEnd);
+  }
+  if (closingLineEnds) {
+    text.append(lineEnd);
+    text.append(lineEnd);
+  }
+  return text;
+}
+
+// The procedures most tests use.
+const std::initializer_list<std::string_view> kProcedures = {
+    "Function f(a)",
+    "  f = a * 2",
+    "End Function",
+    "Function Twice(a)",
+    "  Twice = a * 2",
+    "End Function",
+    "Function Kind(a)",
+    "  Kind = TypeName(a) & \":\" & a",
+    "End Function",
+    "Function Echo(a)",
+    "  Echo = \"[\" & a & \"]\"",
+    "End Function",
+    "Function g()",
+    "  g = 7",
+    "End Function",
+    "Function h(a, b)",
+    "  h = \"<\" & a & \"|\" & b & \">\"",
+    "End Function",
+    "Function Word(a)",
+    "  Word = \"abc\"",
+    "End Function",
+    "Function Text40(a)",
+    "  Text40 = \"4.0\"",
+    "End Function",
+    "Sub Quiet(a)",
+    "End Sub",
+    "Sub Hush()",
+    "End Sub",
+    "Sub Cos(a)",
+    "End Sub",
+    "Function Boom(a)",
+    "  Boom = a / 0",
+    "End Function",
+    "Function Boom0()",
+    "  Boom0 = 1 / 0",
+    "End Function",
+    "Function Forever()",
+    "  Do",
+    "  Loop",
+    "End Function",
+    "Function Twelve(a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, a11, a12)",
+    "  Twelve = a1 & \"|\" & a2 & \"|\" & a3 & \"|\" & a4 & \"|\" & a5 & \"|\" & a6 & \"|\" & _",
+    "           a7 & \"|\" & a8 & \"|\" & a9 & \"|\" & a10 & \"|\" & a11 & \"|\" & a12",
+    "End Function",
+    "Function Many(a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, a11, a12, a13)",
+    "  Many = 99",
+    "End Function",
+};
+
+// What the host sees of a line once Calculate has returned.
+struct Outcome {
+  std::string result, out, in, text, expression;
+  int16_t errNumber, errFirst, errLength;
+  double ans;
+  std::vector<std::string> asked;  // the words InputBox was asked about
+  bool operator==(const Outcome&) const = default;
+};
+
+void PrintTo(const Outcome& o, std::ostream* os) {
+  *os << "{result=\"" << o.result << "\" out=\"" << o.out << "\" in=\"" << o.in << "\" text=\"" << o.text
+      << "\" expr=\"" << o.expression << "\" err=" << o.errNumber << "@" << o.errFirst << "+" << o.errLength
+      << " ans=" << o.ans << " asked=[";
+  for (const std::string& word : o.asked) *os << word << ";";
+  *os << "]}";
+}
+
+// A calculator in a folder of its own. The host declines every InputBox and
+// records the words it was asked about and every VBSProgress.
+struct Host {
+  test::TempFolder folder;
+  clsMorvex m;
+  std::vector<double> progress;
+  std::vector<std::string> asked;
+
+  Host() {
+    m.ProgramFolder(folder.str());
+    m.Initialize();
+    m.Events().VBSProgress = [this](double percent) { progress.push_back(percent); };
+    m.Events().InputBox = [this](std::string& num) {
+      asked.push_back(num);
+      num.clear();
+    };
+  }
+
+  void WriteScript(std::string_view bytes) const { folder.Write("vbscript.txt", bytes); }
+
+  Outcome Line(const std::string& line) {
+    progress.clear();
+    asked.clear();
+    std::string text = line;
+    std::string result = m.Calculate(text);
+    return {result, m.OutString(), m.InString(), text, m.Expression(), m.ErrNumber(), m.ErrFirst(), m.ErrLength(),
+            Ans(), asked};
+  }
+
+  std::optional<double> Variable(std::string_view name) const {
+    for (const auto& v : m.VariableList()) {
+      if (v.Key == name) return v.Value;
+    }
+    return std::nullopt;
+  }
+  double Ans() const { return m.VariableList().at(0).Value; }
+};
+
+// A host whose folder holds the standard procedures.
+struct ScriptHost : Host {
+  ScriptHost() { WriteScript(ScriptFile(kProcedures)); }
+};
+
+std::vector<double> Fractions(int k) {
+  std::vector<double> values;
+  for (int i = 1; i <= k; ++i) values.push_back(static_cast<double>(i) / (k + 1));
+  values.push_back(1.0);
+  return values;
+}
+
+void ExpectProgress(const std::vector<double>& seen, const std::vector<double>& expected) {
+  ASSERT_EQ(seen.size(), expected.size()) << "VBSProgress events";
+  for (size_t i = 0; i < seen.size(); ++i) EXPECT_DOUBLE_EQ(seen[i], expected[i]) << "VBSProgress #" << i;
+}
+
+// What the same line gives a calculator that has no script file and has seen
+// the same lines before.
+Outcome Ordinary(const std::vector<std::string>& before, const std::string& line) {
+  Host plain;
+  for (const std::string& earlier : before) plain.Line(earlier);
+  return plain.Line(line);
+}
+
+// ---- calls that give a text ----
+
+TEST(ScriptPath, ProcedureResultIsTheAnswer) {
+  struct Case {
+    std::string line;
+    std::string result;
+    std::vector<double> progress;
+  };
+  const std::vector<Case> cases = {
+      {"f(2)", "4", Fractions(1)},
+      {"f(1+1)", "4", Fractions(1)},
+      {"Kind(1+1)", "String:2", Fractions(1)},  // the script gets the computed text
+      {"Kind(2^10)", "String:1024", Fractions(1)},
+      {"Echo(\"hello\")", "[hello]", Fractions(1)},  // a quoted argument arrives as its text
+      {"Echo(\"two words\")", "[two words]", Fractions(1)},
+      {"g", "7", {0.5, 1.0}},
+      {"g()", "7", {0.5, 1.0}},
+      {"h(1,2)", "<1|2>", Fractions(2)},
+      {"h(1+1,2*3)", "<2|6>", Fractions(2)},
+      {"h(1,2", "<1|>", Fractions(2)},  // the last character goes, whatever it is
+      {"h(sqr(4),3)", "<2|3>", Fractions(2)},  // the first ")" does not end the arguments
+      {"Word(3)", "abc", Fractions(1)},
+      {"Twelve(1,2,3,4,5,6,7,8,9,10,11,12)", "1|2|3|4|5|6|7|8|9|10|11|12", Fractions(12)},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    ScriptHost host;
+    const Outcome o = host.Line(c.line);
+    EXPECT_EQ(o.out, c.result);
+    EXPECT_EQ(host.m.StringTyping(), c.line + "=" + c.result);
+    EXPECT_TRUE(o.asked.empty());
+    ExpectProgress(host.progress, c.progress);
+  }
+}
+
+TEST(ScriptPath, SurplusArgumentsStayInTheLastOneAndFollowTheCommaRule) {
+  ScriptHost host;
+  const std::string commaLine = Ordinary({}, "2,3").out;
+  ASSERT_FALSE(commaLine.empty());
+  EXPECT_EQ(host.Line("h(1,2,3)").out, "<1|" + commaLine + ">");
+  EXPECT_EQ(host.Line("Echo(2,3)").out, "[" + commaLine + "]");
+}
+
+TEST(ScriptPath, PropertiesOfAScriptCall) {
+  ScriptHost host;
+  host.Line("2+3=z cm");  // leaves properties that the call must replace
+  const Outcome o = host.Line("twice(3)");
+  EXPECT_EQ(o.out, "6");
+  EXPECT_EQ(o.in, "twice(3)");
+  EXPECT_EQ(o.text, "twice(3)") << "TText is not respelled on a call";
+  EXPECT_EQ(o.expression, "VBScript Run Twice") << "the name as the script spells it";
+  EXPECT_EQ(host.m.StringTyping(), "twice(3)=6");
+  EXPECT_EQ(host.Ans(), 6);
+
+  const Outcome text = host.Line("Echo(5)=z");
+  EXPECT_EQ(text.out, "[5]");
+  EXPECT_EQ(text.in, "Echo(5)=z");
+  EXPECT_EQ(text.expression, "VBScript Run Echo");
+  EXPECT_EQ(host.m.StringTyping(), "Echo(5)=z=[5]");
+}
+
+// The dispatcher's result on the script path: the result is empty on entry and
+// only the expression and angle paths set it, so a call's answer is read from
+// OutString.
+TEST(ScriptPath, CalculateResultOfAScriptCallIsEmpty) {
+  ScriptHost host;
+  const Outcome o = host.Line("f(2)");
+  EXPECT_EQ(o.out, "4");
+  EXPECT_EQ(o.result, "");
+}
+
+// ---- Ans and the target ----
+
+TEST(ScriptPath, NumericResultBecomesAnsAndFillsTheTarget) {
+  struct Case {
+    std::string line;
+    std::string target;
+    double value;
+  };
+  const std::vector<Case> cases = {
+      {"f(2)", "", 4},
+      {"f(2)=x", "x", 4},
+      {"f(1.5)=area", "area", 3},
+      {"g", "", 7},
+      {"g=x", "x", 7},
+      {"g()=y", "y", 7},
+      {"f(-4)=neg", "neg", -8},
+      {"f(Ans)=x", "x", 200},  // an argument may name a variable
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    ScriptHost host;
+    host.Line("100");
+    host.Line(c.line);
+    EXPECT_EQ(host.Ans(), c.value);
+    if (!c.target.empty()) {
+      ASSERT_TRUE(host.Variable(c.target).has_value());
+      EXPECT_EQ(*host.Variable(c.target), c.value);
+    }
+  }
+}
+
+TEST(ScriptPath, TextResultPutsAnsBackAndLeavesTheTarget) {
+  struct Case {
+    std::string line;
+    std::string result;
+    double ansAfter;
+  };
+  const std::vector<Case> cases = {
+      {"Word(3)=y", "abc", 5},       // Ans was 3 while the argument was computed
+      {"Word(Ans*2)=y", "abc", 5},
+      {"h(Ans+1,Ans+1)=y", "<6|6>", 5},  // Ans is put back between arguments
+      {"Text40(3)=y", "4.0", 4},     // no number by the round trip; strict reading gives 4
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    ScriptHost host;
+    host.Line("5");
+    ASSERT_EQ(host.Ans(), 5);
+    EXPECT_EQ(host.Line(c.line).out, c.result);
+    EXPECT_EQ(host.Ans(), c.ansAfter);
+    EXPECT_FALSE(host.Variable("y").has_value()) << "a text result sends nothing to the target";
+  }
+}
+
+// ---- lines that are no call ----
+
+// A line that no procedure takes, or whose call fails anywhere, answers as it
+// would without a script; the progress tells how far the call got.
+TEST(ScriptPath, FailedOrUnknownCallsAreOrdinaryLines) {
+  struct Case {
+    std::string line;
+    std::vector<double> progress;
+  };
+  const std::vector<Case> cases = {
+      {"", {}},  // offered to the script, then nothing changes
+      {"2+3", {}},
+      {"2+3=w cm", {}},
+      {"Ans", {}},
+      {"sin(30)", {}},
+      {"Unknown(3)", {}},
+      {"h(1)", {}},           // two parameters, no comma
+      {"h(1,", {}},           // nothing left for the last argument
+      {"f(", {}},
+      {"f(2", {0.5, 1.0}},    // p(1) is empty; the script cannot double it
+      {"Boom(2)", Fractions(1)},  // a run-time error after the arguments
+      {"Boom0", {0.5}},           // failed in Run: no progress after it
+      {"Forever", {0.5}},         // ended by the engine's step budget
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    ScriptHost host;
+    host.Line("9");
+    const Outcome o = host.Line(c.line);
+    EXPECT_EQ(o, Ordinary({"9"}, c.line));
+    EXPECT_NE(o.expression.rfind("VBScript Run", 0), 0u);
+    ExpectProgress(host.progress, c.progress);
+  }
+}
+
+TEST(ScriptPath, ProcedureThatGivesNothingRunsAndTheLineGoesOn) {
+  struct Case {
+    std::string line;
+    std::vector<double> progress;
+    std::string word;  // the unknown word the scanner asks about, if any
+  };
+  const std::vector<Case> cases = {
+      {"Hush", {0.5, 1.0}, "Hush"},  // the 1 after Run shows it ran
+      {"Hush()", {0.5, 1.0}, "Hush"},
+      {"Quiet(5)", Fractions(1), "Quiet"},
+      {"cos(60)", Fractions(1), ""},  // a function word: the ordinary line has an answer
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    ScriptHost host;
+    host.Line("9");
+    const Outcome o = host.Line(c.line);
+    ExpectProgress(host.progress, c.progress);
+    EXPECT_EQ(o, Ordinary({"9"}, c.line));
+    if (c.word.empty()) {
+      EXPECT_EQ(o.out, "0.5");
+    } else {
+      ASSERT_FALSE(o.asked.empty());
+      EXPECT_EQ(o.asked.front(), c.word) << "the scanner asks for the same word";
+    }
+  }
+}
+
+TEST(ScriptPath, MoreThanTwelveParametersIsACallWithAnEmptyResult) {
+  ScriptHost host;
+  host.Line("9");
+  const std::string line = "Many(1,2,3,4,5,6,7,8,9,10,11,12,13)=q";
+  const Outcome o = host.Line(line);
+  EXPECT_EQ(o.out, "");
+  EXPECT_EQ(o.in, line);
+  EXPECT_EQ(o.expression, "VBScript Run Many");
+  EXPECT_EQ(host.m.StringTyping(), line + "=");
+  EXPECT_TRUE(host.progress.empty()) << "the procedure does not run";
+  EXPECT_TRUE(o.asked.empty()) << "the line is not scanned";
+  EXPECT_EQ(host.Ans(), 9);
+  EXPECT_FALSE(host.Variable("q").has_value());
+}
+
+// A script the engine cannot take leaves every line ordinary.
+TEST(ScriptPath, UnusableScriptFilesLeaveEveryLineOrdinary) {
+  struct Case {
+    const char* label;
+    std::string bytes;
+  };
+  const std::vector<Case> cases = {
+      {"LF line ends alone run the lines together", ScriptFile(kProcedures, "\n")},
+      {"a syntax error", ScriptFile({"Function f(a)", "  f = a *", "End Function", "Function g()", "  g = 7",
+                                     "End Function"})},
+      {"a run-time error at the top level",
+       ScriptFile({"Dim z", "z = 1 / 0", "Function f(a)", "  f = a * 2", "End Function", "Function g()",
+                   "  g = 7", "End Function"})},
+      {"the last two entries are not read",
+       ScriptFile({"Function g()", "  g = 7", "End Function", "Function f(a)", "  f = a * 2", "End Function"},
+                  "\r\n", false)},
+      {"an empty file", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
+    for (const std::string line : {"f(2)", "g", "f(2)=x", "2+3"}) {
+      SCOPED_TRACE(line);
+      Host host;
+      host.WriteScript(c.bytes);
+      const Outcome o = host.Line(line);
+      EXPECT_EQ(o, Ordinary({}, line));
+      EXPECT_TRUE(host.progress.empty());
+    }
+  }
+}
+
+// Which entries of the file make the script text: all but the last two, but
+// the one entry of a file without a line feed is taken.
+TEST(ScriptPath, ScriptTextFollowsTheLineFileCount) {
+  struct Case {
+    const char* label;
+    std::string bytes;
+    bool usable;
+  };
+  const std::string oneLine = "Function g() : g = 7 : End Function";
+  const std::vector<Case> cases = {
+      {"statements and two closing line ends",
+       ScriptFile({"Function f(a)", "  f = a * 2", "End Function", "Function g()", "  g = 7", "End Function"}),
+       true},
+      {"one line without a line end", oneLine, true},
+      {"one line and one line end", oneLine + "\r\n", true},
+      {"one line and two line ends", oneLine + "\r\n\r\n", false},
+      {"one line and three line ends", oneLine + "\r\n\r\n\r\n", true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
+    Host host;
+    host.WriteScript(c.bytes);
+    const Outcome o = host.Line("g");
+    if (c.usable) {
+      EXPECT_EQ(o.out, "7");
+      EXPECT_EQ(o.expression, "VBScript Run g");
+    } else {
+      EXPECT_EQ(o, Ordinary({}, "g"));
+    }
+  }
+}
+
+TEST(ScriptPath, RunawayProcedureEndsWithinBoundedTime) {
+  ScriptHost host;
+  const auto start = std::chrono::steady_clock::now();
+  const Outcome o = host.Line("Forever()");
+  const auto elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(elapsed, std::chrono::seconds(20));
+  EXPECT_EQ(o, Ordinary({}, "Forever()"));
+  EXPECT_EQ(host.Line("f(2)").out, "4") << "the calculator goes on";
+}
+
+// ---- the file and the dispatcher ----
+
+TEST(ScriptPath, EditOfTheFileShowsAtTheNextLine) {
+  Host host;
+  EXPECT_EQ(host.Line("f(2)"), Ordinary({}, "f(2)"));
+
+  host.WriteScript(ScriptFile({"Function f(a)", "  f = a * 2", "End Function"}));
+  EXPECT_EQ(host.Line("f(2)").out, "4");
+
+  host.WriteScript(ScriptFile({"Function f(a)", "  f = a * 3", "End Function", "Function g()", "  g = 7",
+                               "End Function"}));
+  EXPECT_EQ(host.Line("f(2)").out, "6");
+  EXPECT_EQ(host.Line("g").out, "7");
+
+  std::filesystem::remove(host.folder.path() / "vbscript.txt");
+  host.Line("1");
+  EXPECT_EQ(host.Line("f(2)"), Ordinary({"1"}, "f(2)"));
+  EXPECT_TRUE(host.progress.empty());
+}
+
+TEST(ScriptPath, ScriptTopLevelVariablesDoNotOutliveTheLine) {
+  Host host;
+  host.WriteScript(ScriptFile({"Dim n", "Function Count_()", "  n = n + 1", "  Count_ = n", "End Function"}));
+  EXPECT_EQ(host.Line("Count_").out, "1");
+  EXPECT_EQ(host.Line("Count_").out, "1");
+}
+
+// Without a script file a failure of the scan reaches the host; with one,
+// Calculate notes it and goes on, and the calculator stays usable.
+TEST(ScriptPath, FailureInsideALineReachesTheHostOnlyWithoutAScript) {
+  const std::string longExpression(40000, '1');
+  const std::vector<std::string> lines = {longExpression, "f(" + longExpression + ")",
+                                          "Echo(" + longExpression + ")"};
+  for (const std::string& line : lines) {
+    SCOPED_TRACE(line.substr(0, 8));
+    {
+      Host plain;
+      bool failed = false;
+      try {
+        plain.Line(line);
+      } catch (const Failure& failure) {
+        failed = true;
+        EXPECT_STRNE(failure.what(), "");
+      }
+      EXPECT_TRUE(failed) << "no script: the failure is the call's";
+      EXPECT_EQ(plain.Line("2+3").out, "5");
+    }
+    ScriptHost host;
+    EXPECT_NO_THROW(host.Line(line));
+    EXPECT_EQ(host.Line("2+3").out, "5");
+    EXPECT_EQ(host.Line("f(2)").out, "4");
+  }
+}
+
+// Calls as arguments of calls descend through nested Calculate calls; a deep
+// line ends in an answer or in the library's failure, and the calculator goes on.
+TEST(ScriptPath, DeeplyNestedCallsEndCleanly) {
+  for (const int depth : {41, 500, 5000}) {
+    SCOPED_TRACE(depth);
+    ScriptHost host;
+    std::string line;
+    for (int i = 0; i < depth; ++i) line += "f(";
+    line += "1";
+    line.append(static_cast<size_t>(depth), ')');
+    try {
+      host.Line(line);
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.code(), failure_code::OutOfStackSpace) << failure.what();
+      EXPECT_STRNE(failure.what(), "");
+    }
+    EXPECT_EQ(host.Line("f(2)").out, "4");
+    EXPECT_EQ(host.Line("2+3").out, "5");
+  }
+}
+
+TEST(ScriptPath, ScriptFileIsLookedForInTheProgramFolderOnly) {
+  Host host;
+  test::TempFolder other;
+  other.Write("vbscript.txt", ScriptFile(kProcedures));
+  EXPECT_EQ(host.Line("g"), Ordinary({}, "g"));
+  EXPECT_TRUE(host.progress.empty());
+
+  host.m.ProgramFolder(other.str());
+  EXPECT_EQ(host.Line("g").out, "7");
+}
+
+}  // namespace
+}  // namespace morvex
