@@ -138,10 +138,16 @@ void RunExpression(Calculator& c, std::string& TText, Statements& run) {
 }
 
 // After a plain assignment every plain user variable is computed again from
-// its stored chain, in table order; a failure skips that variable.
+// its stored chain, in table order. The recalculation's own handler skips a
+// variable whose line fails, whatever the failure, and goes on with the next:
+// one bad definition must not make every later assignment fail.
 void RecalculateVariables(Calculator& c) {
   SharedState& g = Shared();
   if (!g.gRecalculate) return;
+  struct ClearFlag {
+    SharedState& g;
+    ~ClearFlag() { g.gRecalculate = false; }
+  } clearFlag{g};
   const std::string ansText = NumberToText(c.Ans().Value);
   const int32_t count = c.Variables.Count();
   for (int32_t i = 4; i <= count; ++i) {
@@ -154,13 +160,11 @@ void RecalculateVariables(Calculator& c) {
         ScanAndDetect(c, line);
       }
       c.RaiseUpdateVariables(static_cast<double>(i) / c.Variables.Count());
-    } catch (const Failure& failure) {
-      if (IsFatal(failure)) throw;
+    } catch (const Failure&) {
       // this variable is skipped, its UpdateVariables too
     }
   }
   c.RaiseUpdateVariables(1.0);
-  g.gRecalculate = false;
 }
 
 }  // namespace

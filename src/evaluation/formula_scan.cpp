@@ -207,9 +207,9 @@ bool ScanFormulaText(Calculator& c, std::string_view text) {
 }
 
 void ExpansionBudget::Spend() {
-  if (++spent_ > kMaxExpansions) {
+  if (++spent_ > limit_) {
     Fail(failure_code::OutOfStackSpace,
-         "out of stack space: formula words expanded more than " + std::to_string(kMaxExpansions) +
+         "out of stack space: formula words expanded more than " + std::to_string(limit_) +
              " times in one line (a definition that names itself?)");
   }
 }

@@ -22,14 +22,19 @@ bool ScanFormulaText(Calculator& c, std::string_view text);
 int32_t TakeOperands(Reduction& r, int32_t& at, const Class1& variable);
 
 // Counts the expansions of one formula stage. A definition that names itself
-// would expand without end (each expansion brings the word back); past a
-// fixed count the stage ends with failure 28, out of stack space.
+// expands without end (each expansion brings its word back), while an honest
+// line expands each of its formula words, and the words of their texts, a
+// bounded number of times. The budget is a fixed 2000 plus two for every cell
+// of the chain when the stage begins; past it the stage ends with failure 28,
+// out of stack space.
 class ExpansionBudget {
  public:
-  static constexpr int32_t kMaxExpansions = 2000;
+  static constexpr int32_t kBaseExpansions = 2000;
+  explicit ExpansionBudget(int32_t cells) : limit_(kBaseExpansions + 2 * cells) {}
   void Spend();
 
  private:
+  int32_t limit_;
   int32_t spent_ = 0;
 };
 

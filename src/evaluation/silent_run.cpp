@@ -21,7 +21,7 @@ using F = Flow;
 // with XVar and YVar as open names, that is as 0.
 StageOutcome SilentFormulaStage(Reduction& r) {
   Calculator& c = r.c;
-  ExpansionBudget budget;
+  ExpansionBudget budget(r.chain.Count());
   for (;;) {
     c.XVar().Value = 0;
     c.YVar().Value = 0;

@@ -20,7 +20,7 @@ using F = Flow;
 // takes the word's place.
 StageOutcome LoudFormulaStage(Reduction& r) {
   Calculator& c = r.c;
-  ExpansionBudget budget;
+  ExpansionBudget budget(r.chain.Count());
   for (;;) {
     c.XVar().Value = 0;
     c.YVar().Value = 0;
