@@ -1,5 +1,7 @@
 #include "evaluation/formula_scan.hpp"
 
+#include <algorithm>
+
 #include "calculator/shared_state.hpp"
 #include "chain/text_case.hpp"
 #include "evaluation/number_text.hpp"
@@ -13,64 +15,6 @@ namespace {
 
 using namespace flag;
 namespace E = error_number;
-
-bool IsUserVariableName(const Calculator& c, std::string_view text) {
-  for (int32_t k = 4; k <= c.Variables.Count(); ++k) {
-    if (c.Variables.Item(k).Key == text) return true;
-  }
-  return false;
-}
-
-// Closes a folded word of a formula's text. In the first word pass PI is
-// spelled "Pi" and it and Ans take the row of a word with their operators
-// allowed; in the second they take the value word row.
-void CloseFormulaWord(dna& chain, int32_t i, const Calculator& c, bool firstPass) {
-  Cell& word = chain[i];
-  ClosedWord closed = CloseWordByCode(ClassifyWord(word.Value(), c.Variables));
-  switch (closed.closing) {
-    case WordClosing::Open:
-      if (firstPass && IsUserVariableName(c, word.Value())) word.NameStr(TypeVariable);
-      return;
-    case WordClosing::FunctionWord:
-      word.Value(closed.canonical);
-      word.NameStr(TypeWord);
-      ApplyTemplate(chain, i - 1);
-      return;
-    case WordClosing::ValueWord: {
-      const bool pi = closed.canonical == "PI";
-      word.Value(pi && firstPass ? std::string_view("Pi") : closed.canonical);
-      word.NameStr(TypeWord);
-      if (firstPass) {
-        ApplyTemplate(chain, i - 1);
-        word.Set(BPlus, true);
-        word.Set(pi ? BOper : BPower, true);
-      } else {
-        WriteRow(word, fold_row::ValueWord);
-      }
-      return;
-    }
-    case WordClosing::XVar:
-    case WordClosing::YVar:
-      word.Value(closed.canonical);
-      word.NameStr(closed.closing == WordClosing::XVar ? TypeXVar : TypeYVar);
-      WriteRow(word, fold_row::XYVar);
-      return;
-    case WordClosing::ExpWord:
-      if (i > 1 && EqualsIgnoreCase(chain[i - 1].Value(), "E")) {
-        Cell& mark = chain[i - 1];
-        mark.Value("Exp");
-        mark.NameStr(TypeWord);
-        ApplyTemplate(chain, i - 2);
-        WriteRow(mark, fold_row::CapitalMark);
-        chain.Remove(i);
-      } else {
-        word.Value("xp");
-        word.NameStr(TypeChar);
-        ApplyTemplate(chain, i - 1);
-      }
-      return;
-  }
-}
 
 // The first word pass: exponent marks and words, "!" cells, folded letters.
 void FirstWordPass(dna& chain, const Calculator& c) {
@@ -91,7 +35,7 @@ void FirstWordPass(dna& chain, const Calculator& c) {
         changed = true;
       } else if (cell.NameStr() == TypeChar && chain[i + 1].NameStr() == TypeChar) {
         FoldPair(chain, i);
-        CloseFormulaWord(chain, i, c, true);
+        CloseWord(chain, i, c.Variables, WordStyle::FormulaFirstPass);
         changed = true;
       }
     }
@@ -113,21 +57,10 @@ void SecondWordPass(dna& chain, const Calculator& c) {
         changed = true;
       } else if (chain[i].NameStr() == TypeChar && chain[i + 1].NameStr() == TypeChar) {
         FoldPair(chain, i);
-        CloseFormulaWord(chain, i, c, false);
+        CloseWord(chain, i, c.Variables, WordStyle::FormulaSecondPass);
         changed = true;
       }
     }
-  }
-}
-
-void RemoveFormulaCommas(dna& chain) {
-  for (int32_t i = 1; i < chain.Count();) {
-    if (chain[i].NameStr() != TypeComma) {
-      ++i;
-      continue;
-    }
-    if (chain[i + 1].NameStr() == TypePlus) chain[i + 1].NameStr(TypeSign);
-    chain.Remove(i);
   }
 }
 
@@ -189,7 +122,7 @@ bool ScanFormulaText(Calculator& c, std::string_view text) {
   MarkExponents(chain);
   SecondWordPass(chain, c);
   RecountParentheses(chain);
-  RemoveFormulaCommas(chain);
+  RemoveCommas(chain);
   if (int32_t at = FindMultiplePoint(chain); at != 0) {
     ReportError(chain, E::MultiplePoint, at);
     return false;
@@ -204,6 +137,32 @@ bool ScanFormulaText(Calculator& c, std::string_view text) {
   }
   if (g.gParenDepth2 > 0) CloseParentheses(chain, g.gParenDepth);
   return true;
+}
+
+FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly) {
+  const VariableString& variables = r.c.Variables;
+  for (int32_t i = std::min(top, r.chain.Count()); i >= r.first + 1; --i) {
+    for (int32_t k = 4; k <= variables.Count(); ++k) {
+      const Class1& variable = variables.Item(k);
+      if (formulasOnly && variable.TypeVar <= var_type::Plain) continue;
+      if (EqualsIgnoreCase(variable.Key, r.chain[i].Value())) return {i, k};
+    }
+  }
+  return {};
+}
+
+StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansion expand) {
+  Calculator& c = r.c;
+  ExpansionBudget budget(r.chain.Count());
+  for (;;) {
+    c.XVar().Value = 0;
+    c.YVar().Value = 0;
+    FormulaWord word = FindFormulaWord(r, r.last - belowLast, false);
+    if (word.at == 0) return StageOutcome::Nothing;
+    const int32_t removed = TakeOperands(r, word.at, c.Variables.Item(word.variable));
+    budget.Spend();
+    expand(r, word.at, removed, c.StoredChain(word.variable).Join());
+  }
 }
 
 void ExpansionBudget::Spend() {

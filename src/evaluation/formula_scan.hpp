@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
+#include "evaluation/reducer.hpp"
 #include "evaluation/reduction.hpp"
 
 namespace morvex::detail {
@@ -20,6 +22,25 @@ bool ScanFormulaText(Calculator& c, std::string_view text);
 // XVar and/or the one on its left into YVar (removing those cells; `at` then
 // follows the word). Returns the number of operand cells removed.
 int32_t TakeOperands(Reduction& r, int32_t& at, const Class1& variable);
+
+// A formula word of the range: the first cell from `top` down to first + 1
+// whose text is the name of a variable from the fourth on (of a formula
+// variable only, when `formulasOnly`), compared without regard to case.
+struct FormulaWord {
+  int32_t at = 0;  // 0 when there is none
+  int32_t variable = 0;
+};
+FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly);
+
+// Puts the cells of a definition (its stored text) in the place of the word
+// at `at`, after `removed` operand cells went.
+using FormulaExpansion = void (*)(Reduction& r, int32_t at, int32_t removed, const std::string& text);
+
+// The rounds of the formula stage that the silent run and the calculation run
+// share: XVar and YVar go to 0; the first formula word from `belowLast` cells
+// under the end of the range down takes its operands, and `expand` puts its
+// definition in its place; a round that finds no word ends the stage.
+StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansion expand);
 
 // Counts the expansions of one formula stage. A definition that names itself
 // expands without end (each expansion brings its word back), while an honest

@@ -422,6 +422,34 @@ bool PlusMinusPass(Reduction& r) {
   });
 }
 
+GroupRounds ReduceRewrittenGroups(Reduction& r, const GroupRoundRules& rules) {
+  SharedState& g = Shared();
+  GroupRounds rounds;
+  int32_t open = 0;
+  int32_t close = 0;
+  const int32_t downTo = rules.searchToFirst ? r.first : r.first + 1;
+  while ((!rules.searchToFirst || r.last - r.first > 0) && FindGroup(r.chain, r.last, downTo, open, close)) {
+    const int32_t before = r.chain.Count();
+    r.Notify(close - open + 1, open);
+    rules.reduce(r.c, open, close);
+    if (rules.doneMarker) r.NotifyRaw(0, 1);
+    rounds.treated = true;
+    if (HasGivenUpCell(r.chain)) {
+      g.gErr.NumError = error_number::Unfinished;
+      break;
+    }
+    if (!g.gFoundVariable) {
+      r.chain.Remove(open);
+      r.chain.Remove(open + 1);
+      if (rules.notifyRemoval) r.Notify(1, open);
+      rounds.removed = true;
+    }
+    g.gFoundVariable = false;
+    r.last -= before - r.chain.Count();
+  }
+  return rounds;
+}
+
 bool FindGroup(const dna& chain, int32_t from, int32_t downTo, int32_t& open, int32_t& close) {
   for (int32_t k = std::min(from, chain.Count()); k >= std::max(downTo, 1); --k) {
     if (chain[k].NameStr() != TypeStart) continue;

@@ -71,6 +71,22 @@ bool AdjacentPass(Reduction& r);
 bool TimesDividePass(Reduction& r);
 bool PlusMinusPass(Reduction& r);
 
+// The groups that a rewritten word power made, in rounds: the last "(" of the
+// range and the first ")" after it, reduced by the run's range reducer, and
+// their parentheses removed (on the next round when a variable was met).
+// A given-up cell ends the rounds with error 13.
+struct GroupRoundRules {
+  void (*reduce)(Calculator& c, int32_t open, int32_t close);
+  bool searchToFirst;  // the search goes down to `first` itself, while the range is not empty
+  bool doneMarker;     // Change(0, 1) after each reduction tells the host the group is done
+  bool notifyRemoval;  // a Change over the place of the removed parentheses
+};
+struct GroupRounds {
+  bool treated = false;  // a group was reduced
+  bool removed = false;  // parentheses were removed
+};
+GroupRounds ReduceRewrittenGroups(Reduction& r, const GroupRoundRules& rules);
+
 // The last "(" from `from` down to `downTo`, and the first ")" from it on, over the whole chain.
 bool FindGroup(const dna& chain, int32_t from, int32_t downTo, int32_t& open, int32_t& close);
 

@@ -18,61 +18,23 @@ using F = Flow;
 // The formula stage of the silent run: each formula word (and each plain
 // variable) met in the range takes its operands into XVar and YVar and is
 // replaced by the cells of its stored text, which the later stages reduce
-// with XVar and YVar as open names, that is as 0.
-StageOutcome SilentFormulaStage(Reduction& r) {
-  Calculator& c = r.c;
-  ExpansionBudget budget(r.chain.Count());
-  for (;;) {
-    c.XVar().Value = 0;
-    c.YVar().Value = 0;
-    int32_t matchAt = 0;
-    int32_t variableIndex = 0;
-    for (int32_t i = r.last - 1; i >= r.first + 1 && matchAt == 0; --i) {
-      for (int32_t k = 4; k <= c.Variables.Count(); ++k) {
-        if (EqualsIgnoreCase(c.Variables.Item(k).Key, r.chain[i].Value())) {
-          matchAt = i;
-          variableIndex = k;
-          break;
-        }
-      }
-    }
-    if (matchAt == 0) return StageOutcome::Nothing;
-    int32_t at = matchAt;
-    const Class1& variable = c.Variables.Item(variableIndex);
-    TakeOperands(r, at, variable);
-    budget.Spend();
-    const std::string text = c.StoredChain(variableIndex).Join();
-    ScanSubExpression2(c, text);
-    SpliceChain(r.chain, c.SecondChain, at);
-    PreReduceChain(c);
-    r.last = r.chain.Count();
-  }
+// with XVar and YVar as open names, that is as 0. The last cell of the range
+// is not looked at.
+void SpliceDefinition(Reduction& r, int32_t at, int32_t, const std::string& text) {
+  ScanSubExpression2(r.c, text);
+  SpliceChain(r.chain, r.c.SecondChain, at);
+  PreReduceChain(r.c);
+  r.last = r.chain.Count();
 }
 
-// The groups that a word power rewriting made, each reduced by EvaluateReduce2.
+StageOutcome SilentFormulaStage(Reduction& r) { return ExpandFormulaWords(r, 1, SpliceDefinition); }
+
+// The groups that a word power rewriting made, each reduced by
+// EvaluateReduce2; a group treated at all sends the run back to the words.
 bool SilentRewriteGroups(Reduction& r) {
-  SharedState& g = Shared();
-  bool treated = false;
-  int32_t open = 0;
-  int32_t close = 0;
-  while (FindGroup(r.chain, r.last, r.first + 1, open, close)) {
-    const int32_t before = r.chain.Count();
-    int32_t groupFirst = open;
-    int32_t groupLast = close;
-    EvaluateReduce2(r.c, groupFirst, groupLast);
-    if (HasGivenUpCell(r.chain)) {
-      g.gErr.NumError = error_number::Unfinished;
-      break;
-    }
-    if (!g.gFoundVariable) {
-      r.chain.Remove(open);
-      r.chain.Remove(open + 1);
-    }
-    g.gFoundVariable = false;
-    treated = true;
-    r.last -= before - r.chain.Count();
-  }
-  return treated;
+  constexpr GroupRoundRules kRules{[](Calculator& c, int32_t open, int32_t close) { EvaluateReduce2(c, open, close); },
+                                   false, false, false};
+  return ReduceRewrittenGroups(r, kRules).treated;
 }
 
 constexpr std::array<Stage, 8> kEvaluateReduceHead = {{

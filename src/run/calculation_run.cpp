@@ -15,61 +15,26 @@ using K = StageKind;
 using F = Flow;
 
 // The formula stage of the calculation run: each formula word, from the right
-// end of the range to the left, takes the numbers beside it into XVar and
-// YVar, its stored text is worked out on the second chain, and the result
-// takes the word's place.
-StageOutcome LoudFormulaStage(Reduction& r) {
-  Calculator& c = r.c;
-  ExpansionBudget budget(r.chain.Count());
-  for (;;) {
-    c.XVar().Value = 0;
-    c.YVar().Value = 0;
-    int32_t at = 0;
-    int32_t variableIndex = 0;
-    for (int32_t i = std::min(r.last, r.chain.Count()); i >= r.first + 1 && at == 0; --i) {
-      for (int32_t k = 4; k <= c.Variables.Count(); ++k) {
-        if (EqualsIgnoreCase(c.Variables.Item(k).Key, r.chain[i].Value())) {
-          at = i;
-          variableIndex = k;
-          break;
-        }
-      }
-    }
-    if (at == 0) return StageOutcome::Nothing;
-    const int32_t removed = TakeOperands(r, at, c.Variables.Item(variableIndex));
-    budget.Spend();
-    const std::string text = c.StoredChain(variableIndex).Join();
-    ScanSubExpression(c, text);
-    r.Notify(1, at);
-    const int32_t before = r.chain.Count();
-    SpliceChain(r.chain, c.SecondChain, at);
-    r.Notify(1, at);
-    r.last = r.last - removed + (r.chain.Count() - before);
-  }
+// end of the range to the left (the last cell included), takes the numbers
+// beside it into XVar and YVar, its stored text is worked out on the second
+// chain, and the result takes the word's place.
+void SpliceResult(Reduction& r, int32_t at, int32_t removed, const std::string& text) {
+  ScanSubExpression(r.c, text);
+  r.Notify(1, at);
+  const int32_t before = r.chain.Count();
+  SpliceChain(r.chain, r.c.SecondChain, at);
+  r.Notify(1, at);
+  r.last = r.last - removed + (r.chain.Count() - before);
 }
 
-// The groups of a rewritten word power, each reduced by ReduceRange; the run
-// goes on with the power pass.
+StageOutcome LoudFormulaStage(Reduction& r) { return ExpandFormulaWords(r, 0, SpliceResult); }
+
+// The groups of a rewritten word power, each reduced by ReduceRange and
+// closed by Change(0, 1); the run goes on with the power pass.
 bool LoudRewriteGroups(Reduction& r) {
-  SharedState& g = Shared();
-  int32_t open = 0;
-  int32_t close = 0;
-  while (FindGroup(r.chain, r.last, r.first + 1, open, close)) {
-    const int32_t before = r.chain.Count();
-    r.Notify(close - open + 1, open);
-    ReduceRange(r.c, open, close);
-    r.NotifyRaw(0, 1);
-    if (HasGivenUpCell(r.chain)) {
-      g.gErr.NumError = error_number::Unfinished;
-      break;
-    }
-    if (!g.gFoundVariable) {
-      r.chain.Remove(open);
-      r.chain.Remove(open + 1);
-    }
-    g.gFoundVariable = false;
-    r.last -= before - r.chain.Count();
-  }
+  constexpr GroupRoundRules kRules{[](Calculator& c, int32_t open, int32_t close) { ReduceRange(c, open, close); },
+                                   false, true, false};
+  ReduceRewrittenGroups(r, kRules);
   return false;
 }
 

@@ -61,45 +61,18 @@ StageOutcome NestedFormulaStage(Reduction& r) {
   Calculator& c = r.c;
   c.XVar().Value = 0;
   c.YVar().Value = 0;
-  for (int32_t i = std::min(r.last, r.chain.Count()); i >= r.first + 1; --i) {
-    for (int32_t k = 4; k <= c.Variables.Count(); ++k) {
-      const Class1& variable = c.Variables.Item(k);
-      if (variable.TypeVar > var_type::Plain && EqualsIgnoreCase(variable.Key, r.chain[i].Value())) {
-        ComputeInNestedCalculator(c, variable);
-        return StageOutcome::EndCall;
-      }
-    }
-  }
-  return StageOutcome::Nothing;
+  const FormulaWord word = FindFormulaWord(r, r.last, true);
+  if (word.at == 0) return StageOutcome::Nothing;
+  ComputeInNestedCalculator(c, c.Variables.Item(word.variable));
+  return StageOutcome::EndCall;
 }
 
 // The groups of a rewritten word power, each reduced by ReduceSubRange; the
 // run goes back to the words when it removed parentheses.
 bool NestedRewriteGroups(Reduction& r) {
-  SharedState& g = Shared();
-  bool progress = false;
-  int32_t open = 0;
-  int32_t close = 0;
-  while (r.last - r.first > 0 && FindGroup(r.chain, r.last, r.first, open, close)) {
-    const int32_t before = r.chain.Count();
-    r.Notify(close - open + 1, open);
-    int32_t first = open;
-    int32_t last = close;
-    ReduceSubRange(r.c, first, last);
-    if (HasGivenUpCell(r.chain)) {
-      g.gErr.NumError = error_number::Unfinished;
-      break;
-    }
-    if (!g.gFoundVariable) {
-      r.chain.Remove(open);
-      r.chain.Remove(open + 1);
-      r.Notify(1, open);
-      progress = true;
-    }
-    g.gFoundVariable = false;
-    r.last -= before - r.chain.Count();
-  }
-  return progress;
+  constexpr GroupRoundRules kRules{
+      [](Calculator& c, int32_t open, int32_t close) { ReduceSubRange(c, open, close); }, true, false, true};
+  return ReduceRewrittenGroups(r, kRules).removed;
 }
 
 constexpr std::array<Stage, 8> kRunSubReduceHead = {{

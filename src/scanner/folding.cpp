@@ -67,6 +67,69 @@ ClosedWord CloseWordByCode(int16_t wordCode) {
   }
 }
 
+void CloseWord(dna& chain, int32_t i, const VariableString& variables, WordStyle style) {
+  Cell& word = chain[i];
+  ClosedWord closed = CloseWordByCode(ClassifyWord(word.Value(), variables));
+  switch (closed.closing) {
+    case WordClosing::Open:
+      // In a formula's text a user variable's name stands apart for the rest of
+      // the pass, so that no further letter folds into it.
+      if (style == WordStyle::FormulaFirstPass && IsUserVariableName(variables, word.Value())) {
+        word.NameStr(TypeVariable);
+      }
+      return;
+    case WordClosing::FunctionWord:
+      word.Value(closed.canonical);
+      word.NameStr(TypeWord);
+      ApplyTemplate(chain, i - 1);
+      return;
+    case WordClosing::ValueWord: {
+      const bool pi = closed.canonical == "PI";
+      word.NameStr(TypeWord);
+      if (style == WordStyle::FormulaFirstPass) {
+        // The first pass of a formula's text spells PI "Pi" and lets both words take operators.
+        word.Value(pi ? std::string_view("Pi") : closed.canonical);
+        ApplyTemplate(chain, i - 1);
+        word.Set(flag::BPlus, true);
+        word.Set(pi ? flag::BOper : flag::BPower, true);
+      } else {
+        word.Value(closed.canonical);
+        WriteRow(word, fold_row::ValueWord);
+      }
+      return;
+    }
+    case WordClosing::XVar:
+    case WordClosing::YVar:
+      word.Value(closed.canonical);
+      word.NameStr(closed.closing == WordClosing::XVar ? TypeXVar : TypeYVar);
+      WriteRow(word, fold_row::XYVar);
+      return;
+    case WordClosing::ExpWord:
+      // "xp" after an exponent mark makes the word Exp, an exponent mark of a number.
+      if (i > 1 && (chain[i - 1].Value() == "E" || chain[i - 1].Value() == "e")) {
+        Cell& mark = chain[i - 1];
+        mark.Value("Exp");
+        mark.NameStr(TypeWord);
+        ApplyTemplate(chain, i - 2);
+        WriteRow(mark, fold_row::CapitalMark);
+        chain.Remove(i);
+      } else {
+        word.Value("xp");
+        word.NameStr(TypeChar);
+        ApplyTemplate(chain, i - 1);
+      }
+      return;
+  }
+}
+
+bool IsUserVariableName(const VariableString& variables, std::string_view text) {
+  int32_t position = 0;
+  for (const Class1& variable : variables) {
+    if (++position >= 4 && variable.Key == text) return true;
+  }
+  return false;
+}
+
 void FoldWords(dna& chain, const VariableString& variables) {
   for (int32_t i = 1; i < chain.Count();) {
     if (chain[i].NameStr() != TypeChar || chain[i + 1].NameStr() != TypeChar) {
@@ -74,43 +137,18 @@ void FoldWords(dna& chain, const VariableString& variables) {
       continue;
     }
     FoldPair(chain, i);
-    Cell& word = chain[i];
-    ClosedWord closed = CloseWordByCode(ClassifyWord(word.Value(), variables));
-    switch (closed.closing) {
-      case WordClosing::Open:
-        break;
-      case WordClosing::FunctionWord:
-        word.Value(closed.canonical);
-        word.NameStr(TypeWord);
-        ApplyTemplate(chain, i - 1);
-        break;
-      case WordClosing::ValueWord:
-        word.Value(closed.canonical);
-        word.NameStr(TypeWord);
-        WriteRow(word, fold_row::ValueWord);
-        break;
-      case WordClosing::XVar:
-      case WordClosing::YVar:
-        word.Value(closed.canonical);
-        word.NameStr(closed.closing == WordClosing::XVar ? TypeXVar : TypeYVar);
-        WriteRow(word, fold_row::XYVar);
-        break;
-      case WordClosing::ExpWord:
-        // "xp" after an exponent mark makes the word Exp, an exponent mark of a number.
-        if (i > 1 && (chain[i - 1].Value() == "E" || chain[i - 1].Value() == "e")) {
-          Cell& mark = chain[i - 1];
-          mark.Value("Exp");
-          mark.NameStr(TypeWord);
-          ApplyTemplate(chain, i - 2);
-          WriteRow(mark, fold_row::CapitalMark);
-          chain.Remove(i);
-        } else {
-          word.Value("xp");
-          word.NameStr(TypeChar);
-          ApplyTemplate(chain, i - 1);
-        }
-        break;
+    CloseWord(chain, i, variables, WordStyle::Line);
+  }
+}
+
+void RemoveCommas(dna& chain) {
+  for (int32_t i = 1; i < chain.Count();) {
+    if (chain[i].NameStr() != TypeComma) {
+      ++i;
+      continue;
     }
+    if (chain[i + 1].NameStr() == TypePlus) chain[i + 1].NameStr(TypeSign);
+    chain.Remove(i);
   }
 }
 

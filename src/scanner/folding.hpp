@@ -48,7 +48,18 @@ struct ClosedWord {
 };
 ClosedWord CloseWordByCode(int16_t wordCode);
 
+// How a folded word is closed: in a line, or in a pass over a formula's text.
+enum class WordStyle { Line, FormulaFirstPass, FormulaSecondPass };
+// Closes the word folded at position i by the code of its text.
+void CloseWord(dna& chain, int32_t i, const VariableString& variables, WordStyle style);
+bool IsUserVariableName(const VariableString& variables, std::string_view text);
+
 // Words: neighbouring letter cells fold until they spell a reserved word.
 void FoldWords(dna& chain, const VariableString& variables);
+
+// Commas vanish before any value is computed; a sign after a comma is unary.
+// The last cell is left out of the test. A removal leaves the cells before it
+// as they were, so the sweep goes on where it stands.
+void RemoveCommas(dna& chain);
 
 }  // namespace morvex::detail

@@ -5,25 +5,12 @@
 #include "evaluation/reduction.hpp"
 #include "evaluation/silent_run.hpp"
 #include "run/calculation_run.hpp"
+#include "scanner/folding.hpp"
 #include "scanner/scanner.hpp"
 #include "variables/formula_stage.hpp"
 
 namespace morvex::detail {
 namespace {
-
-// Commas vanish before any value is computed; a sign after a comma is unary.
-// The last cell is left out of the test. A removal leaves the cells before it
-// as they were, so the sweep goes on where it stands.
-void RemoveCommas(dna& chain) {
-  for (int32_t i = 1; i < chain.Count();) {
-    if (chain[i].NameStr() != TypeComma) {
-      ++i;
-      continue;
-    }
-    if (chain[i + 1].NameStr() == TypePlus) chain[i + 1].NameStr(TypeSign);
-    chain.Remove(i);
-  }
-}
 
 int16_t DecideTargetType(const Calculator& c) {
   if (c.StringVariable.empty()) return 0;
