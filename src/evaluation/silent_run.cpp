@@ -86,22 +86,7 @@ void SilentGeneral(Reduction& r) {
 void NoGeneral(Reduction&) {}
 
 using D = DriverStageKind;
-constexpr std::array<DriverStage, 12> kEvaluateChainStages = {{
-    {D::Bind},
-    {D::Pi},
-    {D::Sign},
-    {D::ExponentMark},
-    {D::ExponentWord},
-    {D::Factorial},
-    {D::Groups},
-    {D::WordPower},
-    {D::Groups},
-    {D::Power},
-    {D::Sign},
-    {D::General},
-}};
-
-constexpr DriverProfile kEvaluateChain{kEvaluateChainStages, false, Channel::Silent, DriverFailure::EndSilently,
+constexpr DriverProfile kEvaluateChain{stages::kLineDriverStages, false, Channel::Silent, DriverFailure::EndSilently,
                                        true, false, false, false, SilentGroup, SilentGeneral};
 
 constexpr std::array<DriverStage, 7> kPreReduceStages = {{

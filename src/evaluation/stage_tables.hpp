@@ -66,4 +66,21 @@ inline constexpr std::array<Stage, 18> kRangeStages = {{
     {K::PlusMinus, F::BackToWordsIfReduced},
 }};
 
+// The drivers of a line, silent and loud: what must not reach the general
+// reduction is taken away first, in this order.
+inline constexpr std::array<DriverStage, 12> kLineDriverStages = {{
+    {DriverStageKind::Bind},
+    {DriverStageKind::Pi},
+    {DriverStageKind::Sign},
+    {DriverStageKind::ExponentMark},
+    {DriverStageKind::ExponentWord},
+    {DriverStageKind::Factorial},
+    {DriverStageKind::Groups},
+    {DriverStageKind::WordPower},
+    {DriverStageKind::Groups},
+    {DriverStageKind::Power},
+    {DriverStageKind::Sign},
+    {DriverStageKind::General},
+}};
+
 }  // namespace morvex::detail::stages

@@ -130,23 +130,7 @@ void LoudGeneral(Reduction& r) {
   g.gParenDepth = 0;
 }
 
-using D = DriverStageKind;
-constexpr std::array<DriverStage, 12> kRunChainStages = {{
-    {D::Bind},
-    {D::Pi},
-    {D::Sign},
-    {D::ExponentMark},
-    {D::ExponentWord},
-    {D::Factorial},
-    {D::Groups},
-    {D::WordPower},
-    {D::Groups},
-    {D::Power},
-    {D::Sign},
-    {D::General},
-}};
-
-constexpr DriverProfile kRunChain{kRunChainStages, false, Channel::Change, DriverFailure::GiveUpAndEnd,
+constexpr DriverProfile kRunChain{stages::kLineDriverStages, false, Channel::Change, DriverFailure::GiveUpAndEnd,
                                   true, false, true, false, LoudGroup, LoudGeneral};
 
 }  // namespace
