@@ -11,21 +11,13 @@
 #include "calculator/shared_state.hpp"
 #include "chain/dna.hpp"
 #include "morvex/failure.hpp"
+#include "test_support.hpp"
 
 namespace morvex {
 namespace {
 
-// Columns of the successor table, in the order the rows below are written.
-constexpr Flags kColumns[14] = {flag::BAns,      flag::BChar,  flag::BEnd,   flag::BExtra,    flag::BFirst,
-                                flag::BFunction, flag::BLast,  flag::BNumber, flag::BOper,    flag::BPlus,
-                                flag::BPower,    flag::BPowerNum, flag::BSign, flag::BStart};
-
-// "1"/"0" per column, in the order of kColumns.
-std::string FlagText(Flags flags) {
-  std::string text;
-  for (Flags column : kColumns) text.push_back((flags & column) != 0 ? '1' : '0');
-  return text;
-}
+using test::FlagText;
+using test::FailureCode;
 
 // A row as the table writes it: 'd' stands for "depth above 0".
 std::string ResolveDepth(std::string row, bool depthAboveZero) {
@@ -51,11 +43,14 @@ void FillTemplate() {
   g.gParenDepth2 = 7;
 }
 
-class ChainSuccessorTable : public ::testing::Test {
+// Every test starts and ends with an empty template at depth 0.
+class ChainTest : public ::testing::Test {
  protected:
   void SetUp() override { ResetTemplate(); }
   void TearDown() override { ResetTemplate(); }
 };
+using ChainSuccessorTable = ChainTest;
+using ChainDna = ChainTest;
 
 struct RowCase {
   int16_t code;
@@ -184,27 +179,6 @@ dna ChainOf(const std::vector<std::string>& values, int16_t code = TypeChar) {
   return chain;
 }
 
-std::vector<std::string> ValuesOf(const dna& chain) {
-  std::vector<std::string> values;
-  for (const Cell& cell : chain) values.emplace_back(cell.Value());
-  return values;
-}
-
-int32_t FailureCode(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Failure& failure) {
-    EXPECT_NE(std::string(failure.what()), "");
-    return failure.code();
-  }
-  return 0;
-}
-
-class ChainDna : public ::testing::Test {
- protected:
-  void SetUp() override { ResetTemplate(); }
-  void TearDown() override { ResetTemplate(); }
-};
 
 TEST_F(ChainDna, AddAppendsWithTheGivenFlagsAndLeavesTheRestEmpty) {
   dna chain;
@@ -242,17 +216,17 @@ TEST_F(ChainDna, PositionsAndKeysThatTheChainDoesNotHoldFail) {
   EXPECT_NE(FailureCode([&] { chain.Item("nokey"); }), 0);
   EXPECT_NE(FailureCode([&] { chain.Remove(3); }), 0);
   EXPECT_NE(FailureCode([&] { chain.Remove("nokey"); }), 0);
-  EXPECT_EQ(ValuesOf(chain), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(test::Values(chain), (std::vector<std::string>{"a", "b"}));
 }
 
 TEST_F(ChainDna, RemovingMovesLaterCellsDown) {
   dna chain = ChainOf({"a", "b", "c", "d"});
   chain.Item(3).ContainerKey("k");
   chain.Remove(2);
-  EXPECT_EQ(ValuesOf(chain), (std::vector<std::string>{"a", "c", "d"}));
+  EXPECT_EQ(test::Values(chain), (std::vector<std::string>{"a", "c", "d"}));
   EXPECT_EQ(chain.Item("K").Value(), "c");
   chain.Remove("k");
-  EXPECT_EQ(ValuesOf(chain), (std::vector<std::string>{"a", "d"}));
+  EXPECT_EQ(test::Values(chain), (std::vector<std::string>{"a", "d"}));
   EXPECT_EQ(chain.Item(2).Value(), "d");
 }
 
@@ -336,7 +310,7 @@ TEST_F(ChainDna, SpliceReplacesTheCellAtThePositionByTheInsertedCells) {
   for (const Case& tc : cases) {
     dna target = ChainOf({"a", "b", "c"});
     SpliceChain(target, ChainOf(tc.inserted), tc.position);
-    EXPECT_EQ(ValuesOf(target), tc.expected) << "position " << tc.position;
+    EXPECT_EQ(test::Values(target), tc.expected) << "position " << tc.position;
   }
 }
 
@@ -367,7 +341,7 @@ TEST_F(ChainDna, SpliceCopiesFlagsValueCodeAndKeyValButNotTheDepth) {
   EXPECT_EQ(FlagText(tail.GetFlags()), FlagText(flag::BPowerNum | flag::BLast));
   EXPECT_EQ(tail.StartNumber(), 0);
   // The inserted chain is left as it was.
-  EXPECT_EQ(ValuesOf(inserted), (std::vector<std::string>{"Sin"}));
+  EXPECT_EQ(test::Values(inserted), (std::vector<std::string>{"Sin"}));
 }
 
 TEST_F(ChainDna, SpliceRunsTheCodeAssignmentOfEveryCopiedCellInChainOrder) {
@@ -386,7 +360,7 @@ TEST_F(ChainDna, SpliceRunsTheCodeAssignmentOfEveryCopiedCellInChainOrder) {
   ResetTemplate();
 
   SpliceChain(target, inserted, 2);
-  EXPECT_EQ(ValuesOf(target), (std::vector<std::string>{"(", "(", ")"}));
+  EXPECT_EQ(test::Values(target), (std::vector<std::string>{"(", "(", ")"}));
   EXPECT_EQ(Shared().gParenDepth, -1);
   EXPECT_EQ(Shared().gParenDepth2, -1);
   // The last copy was ")" from depth 0: its row, with BEnd false.

@@ -1,7 +1,8 @@
-// Formula files: a line that is the whole name of a text file in the program's
-// folder runs that file. Also the gathering of user variable names into single
-// cells (longest first, no word boundaries) that runs before the file test, and
-// the nesting limit of files that name themselves or each other.
+// Formula files where a line alone cannot show it: file runs seen from the
+// host, folders that change under the calculator, the nesting limit of files
+// that name themselves or each other, and the gathering of user variable names
+// into single cells (longest first, no word boundaries) that runs before the
+// file test. What lines give is in golden/files.session.
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -9,15 +10,9 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <thread>
-#include <functional>
-#include <string>
-#include <vector>
 
-#include "calculator/calculator.hpp"
 #include "calculator/shared_state.hpp"
-#include "morvex/morvex.hpp"
 #include "scanner/scanner.hpp"
 #include "test_support.hpp"
 #include "variables/formula_stage.hpp"
@@ -27,65 +22,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A calculator in a folder of its own; the host declines every prompt and
-// records the words it was asked about and the results of file lines.
-struct Calc {
-  test::TempFolder folder;
-  clsMorvex m;
-  std::vector<std::string> asked;
-  std::vector<std::string> fileLineResults;  // OutString at each Change(0, 1)
-
+// A calculator whose host also records the result of each line of a file
+// run, at its Change(0, 1).
+struct Calc : test::Calc {
+  std::vector<std::string> fileLineResults;
   Calc() {
-    m.ProgramFolder(folder.str());
-    m.Initialize();
-    m.Events().InputBox = [this](std::string& num) {
-      asked.push_back(num);
-      num.clear();
-    };
     m.Events().Change = [this](int16_t length, int16_t first) {
       if (length == 0 && first == 1) fileLineResults.push_back(m.OutString());
     };
-  }
-  detail::Calculator& in() { return m.Internals(); }
-  std::string Run(const std::string& line) {
-    std::string text = line;
-    return m.Calculate(text);
-  }
-  bool Has(const std::string& name) const {
-    for (const auto& v : m.VariableList()) {
-      if (v.Key == name) return true;
-    }
-    return false;
   }
 };
 
 // A formula file whose one counted line makes the variable "ran".
 const std::string kMarkerFile = "1=ran\n\n\n";
 
-// One cell of a chain: its text and its type code.
-struct Seen {
-  std::string value;
-  int16_t type;
-  bool operator==(const Seen&) const = default;
-};
-
-void PrintTo(const Seen& c, std::ostream* os) { *os << "(\"" << c.value << "\"," << c.type << ")"; }
-
-std::vector<Seen> CellsOf(const dna& chain) {
-  std::vector<Seen> cells;
-  for (const auto& cell : chain) cells.push_back({std::string(cell.Value()), cell.NameStr()});
-  return cells;
-}
-
-int32_t FailureCode(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Failure& failure) {
-    EXPECT_STRNE(failure.what(), "");
-    return failure.code();
-  }
-  return 0;
-}
+using test::FailureCode;
 
 // Runs `body` in a child process and waits at most `limit` for it. Gives the
 // child's exit status (the value of `body`; 99 for an exception), or -1 when
@@ -118,43 +69,6 @@ int StatusWithin(std::chrono::seconds limit, const std::function<int()>& body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -3;
 }
 
-TEST(FormulaFiles, WhichLinesRunAFile) {
-  struct Case {
-    const char* label;
-    std::vector<std::string> files;  // each holds kMarkerFile
-    std::string line;
-    bool runs;
-  };
-  const std::vector<Case> cases = {
-      {"same name", {"a.txt"}, "a", true},
-      {"name in another case", {"a.txt"}, "A", true},
-      {"extension in capitals", {"notes.TXT"}, "Notes", true},
-      {"extension in mixed case", {"b.TxT"}, "b", true},
-      {"digits after the first letter", {"RUN1.TXT"}, "Run1", true},
-      {"a digit first is no name", {"1RUN.TXT"}, "1run", false},
-      {"a name inside a longer line", {"A.TXT"}, "a+b", false},
-      {"a longer line after the name", {"a.txt"}, "ab", false},
-      {"the start-up file is a formula file too", {"STARTUP.TXT"}, "startup", true},
-      {"trailing text after a space", {"a.txt"}, "a metres", true},
-      {"a comment after an apostrophe", {"a.txt"}, "a'note", true},
-      {"an equals sign with no name", {"a.txt"}, "a=", true},
-      {"only the first cell must be a letter", {"a+b.txt"}, "a+b", true},
-      {"another extension", {"a.csv", "a.txt.bak"}, "a", false},
-      {"the name less its extension only", {"a.txt"}, "a.txt", false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.label);
-    Calc calc;
-    for (const std::string& name : c.files) calc.folder.Write(name, kMarkerFile);
-    const std::string result = calc.Run(c.line);
-    EXPECT_EQ(calc.Has("ran"), c.runs);
-    if (c.runs) {
-      EXPECT_EQ(result, "");
-      EXPECT_TRUE(calc.asked.empty()) << "the words of a file's name are not put to the host";
-    }
-  }
-}
-
 TEST(FormulaFiles, FolderEntriesThatAreNoFiles) {
   Calc calc;
   fs::create_directory(calc.folder.path() / "sub.txt");
@@ -164,51 +78,6 @@ TEST(FormulaFiles, FolderEntriesThatAreNoFiles) {
   calc.Run("deep");
   EXPECT_FALSE(calc.Has("ran"));
   EXPECT_EQ(calc.asked, (std::vector<std::string>{"sub", "deep"}));
-}
-
-// A file that ends in TXT without a point counts under its name less four
-// characters; the line of that name then looks for that name and ".txt",
-// finds no such file and runs nothing, and is no expression either.
-TEST(FormulaFiles, FileEndingInTxtWithoutAPoint) {
-  {
-    Calc calc;
-    calc.folder.Write("ABTXT", kMarkerFile);
-    EXPECT_EQ(calc.Run("a"), "");
-    EXPECT_FALSE(calc.Has("ran")) << "the file ABTXT is not what runs";
-    EXPECT_TRUE(calc.asked.empty()) << "the line named a file, so its word is not put to the host";
-    EXPECT_FALSE(calc.Has("a"));
-    EXPECT_EQ(calc.m.OutString(), "");
-    calc.Run("ab");
-    EXPECT_EQ(calc.asked, (std::vector<std::string>{"ab"})) << "ab is an ordinary word";
-  }
-  {
-    Calc calc;
-    calc.folder.Write("ABTXT", "2=wrong\n\n\n");
-    calc.folder.Write("a.txt", kMarkerFile);
-    calc.Run("a");
-    EXPECT_TRUE(calc.Has("ran"));
-    EXPECT_FALSE(calc.Has("wrong"));
-  }
-}
-
-TEST(FormulaFiles, VariableHidesAFileOfTheSameName) {
-  Calc calc;
-  calc.folder.Write("a.txt", kMarkerFile);
-  calc.Run("7=a");
-  EXPECT_EQ(calc.Run("a"), "7");
-  EXPECT_EQ(calc.Run("A*2"), "14");
-  EXPECT_FALSE(calc.Has("ran"));
-  calc.Run("NOTHING=a");
-  calc.Run("a");
-  EXPECT_TRUE(calc.Has("ran")) << "with the variable gone the file runs";
-}
-
-TEST(FormulaFiles, TargetOfANamingLineIsDropped) {
-  Calc calc;
-  calc.folder.Write("name.txt", kMarkerFile);
-  calc.Run("name=x");
-  EXPECT_TRUE(calc.Has("ran"));
-  EXPECT_FALSE(calc.Has("x"));
 }
 
 // The file's lines are seen at their Change; the naming line itself goes on
@@ -239,17 +108,6 @@ TEST(FormulaFiles, NamingLineHasAnEmptyResult) {
   EXPECT_FALSE(calc.Has("never"));
   EXPECT_EQ(calc.m.OutString(), "");
   EXPECT_TRUE(calc.asked.empty());
-}
-
-TEST(FormulaFiles, FilesCanNameEachOther) {
-  Calc calc;
-  calc.folder.Write("StartUp.txt", "lib\n\n\n");
-  calc.folder.Write("lib.txt", "3=k\nmore\n\n\n");
-  calc.folder.Write("more.txt", "k*2=m\n\n\n");
-  calc.m.LoadHText();
-  EXPECT_TRUE(calc.Has("k"));
-  EXPECT_TRUE(calc.Has("m"));
-  EXPECT_EQ(calc.Run("m"), "6");
 }
 
 // Files that name themselves or each other end with failure 28 after a fixed
@@ -377,7 +235,7 @@ TEST(FormulaFiles, FindFormulaFileLeavesOneCell) {
     calc.folder.Write(c.file, kMarkerFile);
     detail::CutLine(calc.in(), c.line);
     EXPECT_EQ(detail::FindFormulaFile(calc.in()), c.name);
-    EXPECT_EQ(CellsOf(calc.in().WorkingChain), (std::vector<Seen>{{c.name, TypeFormulaFile}}));
+    EXPECT_EQ(test::CellsText(calc.in().WorkingChain), c.name + ":" + std::to_string(TypeFormulaFile));
     EXPECT_EQ(Shared().gFormulaFileName, c.name);
   }
   Calc calc;
@@ -385,49 +243,6 @@ TEST(FormulaFiles, FindFormulaFileLeavesOneCell) {
   detail::CutLine(calc.in(), "a+1");
   EXPECT_EQ(detail::FindFormulaFile(calc.in()), "");
   EXPECT_EQ(calc.in().WorkingChain.Count(), 3);
-}
-
-// The file test reads one character per cell: a gathered variable name counts
-// by its first letter only, so with the variable bc the line «abc» spells AB.
-TEST(FormulaFiles, GatheredNameCountsByItsFirstLetter) {
-  Calc calc;
-  calc.folder.Write("ab.txt", kMarkerFile);
-  calc.Run("4=bc");
-  EXPECT_EQ(calc.Run("abc"), "");
-  EXPECT_TRUE(calc.Has("ran"));
-  EXPECT_TRUE(calc.asked.empty());
-}
-
-// User variable names are gathered into one cell each, the longest names
-// first, with no test of word boundaries.
-TEST(FormulaFiles, MarkVariablesGathersNames) {
-  const int16_t V = TypeVariable, C = TypeChar, P = TypePlus, O = TypeOper;
-  struct Case {
-    const char* label;
-    std::vector<std::string> definitions;
-    std::string line;
-    std::vector<Seen> cells;
-  };
-  const std::vector<Case> cases = {
-      {"longer name first", {"1=x", "2=xy"}, "xy+x", {{"xy", V}, {"+", P}, {"x", V}}},
-      {"longer name first, defined first", {"2=xy", "1=x"}, "x+xy", {{"x", V}, {"+", P}, {"xy", V}}},
-      {"table spelling", {"2=xy"}, "XY", {{"xy", V}}},
-      {"inside a reserved word", {"3=in"}, "sin(in)", {{"s", C}, {"in", V}, {"(", TypeStart}, {"in", V}, {")", TypeEnd}}},
-      {"inside a longer word", {"1=a"}, "ab", {{"a", V}, {"b", C}}},
-      {"inside a run of letters", {"1=ab"}, "xaby", {{"x", C}, {"ab", V}, {"y", C}}},
-      {"every occurrence", {"1=x"}, "x*x+x", {{"x", V}, {"*", O}, {"x", V}, {"+", P}, {"x", V}}},
-      {"three letters before two", {"1=ab", "1=abc"}, "abcab", {{"abc", V}, {"ab", V}}},
-      {"no user variables", {}, "ab", {{"a", C}, {"b", C}}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.label);
-    Calc calc;
-    for (const std::string& d : c.definitions) calc.Run(d);
-    detail::CutLine(calc.in(), c.line);
-    detail::SortVariables(calc.in());
-    detail::MarkVariables(calc.in());
-    EXPECT_EQ(CellsOf(calc.in().WorkingChain), c.cells);
-  }
 }
 
 // A match that lies over a cell that is no letter ends the search for that
@@ -439,76 +254,14 @@ TEST(FormulaFiles, MatchOverANonLetterEndsTheName) {
   in.Variables.Add("_b", "_b");
   in.ResizeVariableChains();
   in.VariableChains.back() = detail::MakeValueChain("2");
-  struct Case {
-    std::string line;
-    std::vector<Seen> cells;
-  };
-  const int16_t V = TypeVariable, C = TypeChar, N = TypeNumber, P = TypePlus;
-  const std::vector<Case> cases = {
-      {"1_b+c_b", {{"1", N}, {"_", N}, {"b", C}, {"+", P}, {"c", C}, {"_", C}, {"b", C}}},
-      {"c_b+1_b", {{"c", C}, {"_b", V}, {"+", P}, {"1", N}, {"_", N}, {"b", C}}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.line);
-    detail::CutLine(in, c.line);
+  // Cells as "value:code": 1 a number, 3 a plus, 11 a letter, 99 a variable.
+  for (auto [line, cells] : {std::pair{"1_b+c_b", "1:1 _:1 b:11 +:3 c:11 _:11 b:11"},
+                             std::pair{"c_b+1_b", "c:11 _b:99 +:3 1:1 _:1 b:11"}}) {
+    detail::CutLine(in, line);
     detail::SortVariables(in);
     detail::MarkVariables(in);
-    EXPECT_EQ(CellsOf(in.WorkingChain), c.cells);
+    EXPECT_EQ(test::CellsText(in.WorkingChain), cells) << line;
   }
-}
-
-TEST(FormulaFiles, SortVariablesLongestFirstThenTableOrder) {
-  Calc calc;
-  detail::SortVariables(calc.in());
-  EXPECT_EQ(Shared().gSortedVariables.Count(), 0);
-  for (const char* d : {"1=ab", "1=c", "1=xyz", "1=de"}) calc.Run(d);
-  detail::SortVariables(calc.in());
-  std::vector<std::string> sorted;
-  for (const auto& v : Shared().gSortedVariables) sorted.push_back(v.Key);
-  EXPECT_EQ(sorted, (std::vector<std::string>{"xyz", "ab", "de", "c"}));
-
-  // A second calculator with other names: the list follows the calculator at hand.
-  Calc other;
-  other.Run("1=pq");
-  detail::SortVariables(other.in());
-  sorted.clear();
-  for (const auto& v : Shared().gSortedVariables) sorted.push_back(v.Key);
-  EXPECT_EQ(sorted, (std::vector<std::string>{"pq"}));
-  // After a removal and a respelling the list is rebuilt too.
-  calc.Run("NOTHING=xyz");
-  calc.Run("2=AB");
-  detail::SortVariables(calc.in());
-  sorted.clear();
-  for (const auto& v : Shared().gSortedVariables) sorted.push_back(v.Key);
-  EXPECT_EQ(sorted, (std::vector<std::string>{"AB", "de", "c"}));
-}
-
-// Through Calculate: names gathered before the host is asked about words.
-TEST(FormulaFiles, MarkedNamesAreNotPutToTheHost) {
-  struct Case {
-    std::vector<std::string> definitions;
-    std::string line;
-    std::vector<std::string> asked;
-  };
-  const std::vector<Case> cases = {
-      {{"1=a"}, "ab", {"b"}},
-      {{"1=x", "2=xy"}, "xy+x", {}},
-      {{"2=xy"}, "XY*2", {}},
-      {{}, "ab+ab", {"ab", "ab"}},  // a declined word is asked again
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.line);
-    Calc calc;
-    for (const std::string& d : c.definitions) calc.Run(d);
-    calc.asked.clear();
-    calc.Run(c.line);
-    EXPECT_EQ(calc.asked, c.asked);
-  }
-  Calc calc;
-  calc.Run("1=x");
-  calc.Run("2=xy");
-  EXPECT_EQ(calc.Run("xy+x"), "3");
-  EXPECT_EQ(calc.Run("XY*10"), "20");
 }
 
 }  // namespace

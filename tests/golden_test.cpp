@@ -1,54 +1,75 @@
 // Golden sessions: text in, text out.
 //
-// Every *.session file of the folder MORVEX_GOLDEN_DIR is one session: its
-// lines go, in order, to one fresh calculator, and after each line the
-// properties named below it are compared. Only the properties listed are
-// checked.
-//
-// File format, one entry a line:
+// Every *.session file of the folder MORVEX_GOLDEN_DIR is run: its lines go,
+// in order, to a calculator, and after each line the properties named below it
+// are compared. Only the properties listed are checked.
 //
 //   # a comment                 (also blank lines are ignored)
+//   === label                   a fresh calculator from here on (see below)
 //   > 2+*3                      a line for Calculate
 //   OutString: OperatorBadPosition
-//   ErrNumber: 5
 //   ErrFirst: 2
-//   ErrLength: 1
 //
 // Text after "> " and after "Key:" (one blank after the colon is skipped) is
 // taken as written, with trailing blanks dropped and these escapes applied:
 // \\ a backslash, \s a blank (for blanks that must show, as in
-// "\sNumberBadPosition" or "RADIANS\s"), \r, \n, \t, and \xHH a byte in
-// hexadecimal.
+// "\sNumberBadPosition" or "RADIANS\s"), \r, \n, \t, and \xHH a byte.
 //
-// Keys:
+// Set-up, before the lines it is meant for:
+//   Answer: r=1.5      the host answers a prompt for the word r (any case)
+//                      with 1.5; "*=2" answers every word; "none" takes the
+//                      InputBox handler away. By default every prompt is
+//                      answered with nothing.
+//   Folder: a.txt=1=ran\n\n\n
+//                      writes a file into the program folder; "Folder: name<<"
+//                      takes the lines that follow, each ended by CR LF, up to a
+//                      line "<<", as the file's bytes
+// Set-up before the first "===" of a file holds for each of its sections.
+//
+// Checks of the last line:
 //   Result, OutString, InString, TText, Expression, StringVariable,
 //   StringTyping, ErrDescription, DNAString, AngleUnit
 //                      the text; TText is the line as Calculate handed it back,
 //                      Result what Calculate returned
 //   ErrNumber, ErrFirst, ErrLength
 //                      a whole number
-//   Events: Change(3,1) Change(1,1)
-//                      the Change, Change2 (as Change2(l,f)) and Wait events
-//                      raised during the line, in order; empty for none
+//   Events: Change(3,1) UpdateVariables(0.8)
+//                      the Change, Change2, Wait, UpdateVariables,
+//                      InternalCalc, Progress and VBSProgress events raised
+//                      during the line, in order (numbers in their shortest
+//                      exact form); empty for none
+//   Shares: UpdateVariables(0.8) UpdateVariables(1)
+//                      only the events that report a share done
+//   Trace: Change(3,1)"2+3" Change2(0,1)"9"
+//                      only Change and Change2, each with DNAString (Change)
+//                      or DNAString2 (Change2) as the handler saw it
+//   Trace2: Change2(0,1)"9"
+//                      the same for Change2 alone
+//   Asked: r q         the words put to the host's InputBox, in order
 //   Failure: 6         the line fails with morvex::Failure of this code (a line
 //                      that fails without this key fails the test)
 //   Variable: x = 5 (1)
 //                      the variable exists (name compared without regard to
-//                      case) with this value and, if given, this TypeVar
+//                      case) with exactly this value ("*" for any) and, if
+//                      given, this TypeVar
 //   NoVariable: x      no variable of that name
+//   Variables: Ans XVar YVar x
+//                      the names of the variable table, in order
+//   Functions: x=2+3; f=XVar+1
+//                      what FetchFunctions lists: each user variable and the
+//                      text of its stored chain
 //
-// Each session starts from the state of a new process: a calculator is made in
-// an empty program folder and initialised, the last character class is 0, and
-// the host answers every prompt for an unknown word with nothing.
+// A file, and each "===" section of it, starts from the state of a new
+// process: a calculator is made in an empty program folder and initialised,
+// the last character class is 0, and no answers are set.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -70,71 +91,84 @@ std::string TrimRight(std::string text) {
   return text;
 }
 
-// Applies the escapes of the format; false on a malformed escape.
-bool Unescape(const std::string& raw, std::string& out) {
-  out.clear();
-  for (size_t i = 0; i < raw.size(); ++i) {
-    if (raw[i] != '\\') {
-      out.push_back(raw[i]);
-      continue;
-    }
-    if (++i >= raw.size()) return false;
-    switch (raw[i]) {
-      case '\\': out.push_back('\\'); break;
-      case 's': out.push_back(' '); break;
-      case 'r': out.push_back('\r'); break;
-      case 'n': out.push_back('\n'); break;
-      case 't': out.push_back('\t'); break;
-      case 'x': {
-        if (i + 2 >= raw.size()) return false;
-        unsigned value = 0;
-        auto [end, ec] = std::from_chars(raw.data() + i + 1, raw.data() + i + 3, value, 16);
-        if (ec != std::errc() || end != raw.data() + i + 3) return false;
-        out.push_back(static_cast<char>(value));
-        i += 2;
-        break;
-      }
-      default: return false;
-    }
-  }
-  return true;
+// Shows a text with its control characters escaped, for failure messages.
+std::string Visible(const std::string& text) { return ::testing::PrintToString(text); }
+
+std::string Number(double value) {
+  char buffer[32];
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  return std::string(buffer, end);
 }
 
-// Shows control characters and blanks at the ends, for failure messages.
-std::string Visible(const std::string& text) {
-  std::string shown = "\"";
-  for (char c : text) {
-    if (c == '\r') shown += "\\r";
-    else if (c == '\n') shown += "\\n";
-    else if (c == '\t') shown += "\\t";
-    else shown.push_back(c);
-  }
-  return shown + "\"";
+std::string Joined(const std::vector<std::string>& items, const char* separator = " ") {
+  std::string joined;
+  for (const std::string& item : items) joined += (joined.empty() ? "" : separator) + item;
+  return joined;
 }
 
 struct LineOutcome {
-  std::string text;       // TText after the call
-  std::string result;     // what Calculate returned
+  std::string text;    // TText after the call
+  std::string result;  // what Calculate returned
   std::optional<int32_t> failure;
-  std::vector<std::string> events;
+  std::vector<std::string> events, shares, trace, trace2, asked;
+};
+
+// One calculator of a session, with the host that records its events.
+struct Host {
+  test::TempFolder folder;
+  clsMorvex calc;
+  LineOutcome outcome;
+  std::vector<std::pair<std::string, std::string>> answers;  // upper-case word, answer
+  std::vector<clsMorvex::VariableView> variables;
+
+  Host() {
+    calc.ProgramFolder(folder.str());
+    calc.Initialize();
+    Shared().gCharClass = 0;
+    EventHandlers& events = calc.Events();
+    events.InputBox = [this](std::string& num) {
+      outcome.asked.push_back(num);
+      const std::string word = test::Upper(num);
+      num.clear();
+      for (const auto& [key, answer] : answers) {
+        if (key == "*" || key == word) num = answer;
+      }
+    };
+    events.Change = [this](int16_t length, int16_t first) { Mark("Change", length, first, calc.DNAString()); };
+    events.Change2 = [this](int16_t length, int16_t first) {
+      Mark("Change2", length, first, calc.DNAString2());
+      outcome.trace2.push_back(outcome.trace.back());
+    };
+    events.Wait = [this] { outcome.events.push_back("Wait"); };
+    events.UpdateVariables = [this](double p) { Share("UpdateVariables", p); };
+    events.InternalCalc = [this](double p) { Share("InternalCalc", p); };
+    events.Progress = [this](double p) { Share("Progress", p); };
+    events.VBSProgress = [this](double p) { Share("VBSProgress", p); };
+  }
+
+  void Share(const char* name, double share) {
+    outcome.events.push_back(std::string(name) + "(" + Number(share) + ")");
+    outcome.shares.push_back(outcome.events.back());
+  }
+
+  void Mark(const char* name, int16_t length, int16_t first, const std::string& text) {
+    const std::string event = std::string(name) + "(" + std::to_string(length) + "," + std::to_string(first) + ")";
+    outcome.events.push_back(event);
+    outcome.trace.push_back(event + "\"" + text + "\"");
+  }
+
+  const clsMorvex::VariableView* Find(const std::string& name) {
+    variables = calc.VariableList();
+    for (const auto& variable : variables) {
+      if (test::Upper(variable.Key) == test::Upper(name)) return &variable;
+    }
+    return nullptr;
+  }
 };
 
 class Session {
  public:
-  explicit Session(const fs::path& file) : file_(file) {
-    calc_.ProgramFolder(folder_.str());
-    calc_.Initialize();
-    Shared().gCharClass = 0;
-    EventHandlers& events = calc_.Events();
-    events.InputBox = [](std::string& num) { num.clear(); };
-    events.Change = [this](int16_t length, int16_t first) {
-      outcome_.events.push_back("Change(" + std::to_string(length) + "," + std::to_string(first) + ")");
-    };
-    events.Change2 = [this](int16_t length, int16_t first) {
-      outcome_.events.push_back("Change2(" + std::to_string(length) + "," + std::to_string(first) + ")");
-    };
-    events.Wait = [this] { outcome_.events.push_back("Wait"); };
-  }
+  explicit Session(const fs::path& file) : file_(file), host_(std::make_unique<Host>()) {}
 
   // Runs the file; returns the number of checks made.
   int Run() {
@@ -150,6 +184,14 @@ class Session {
       where_ = file_.filename().string() + ":" + std::to_string(number);
       std::string line = TrimRight(raw);
       if (line.empty() || line[0] == '#') continue;
+      if (line.rfind("===", 0) == 0) {
+        Settle();
+        sectioned_ = true;
+        host_ = std::make_unique<Host>();
+        for (const auto& [key, value] : common_) SetUp(key, value);
+        started_ = false;
+        continue;
+      }
       if (line[0] == '>') {
         GiveLine(line.substr(line.size() > 1 && line[1] == ' ' ? 2 : 1));
         continue;
@@ -161,38 +203,86 @@ class Session {
       }
       std::string value = line.substr(colon + 1);
       if (!value.empty() && value[0] == ' ') value.erase(0, 1);
-      Check(line.substr(0, colon), value);
+      std::string expected;
+      if (!test::Unescape(value, expected)) {
+        ADD_FAILURE() << where_ << ": bad escape in " << value;
+        continue;
+      }
+      const std::string key = line.substr(0, colon);
+      if (key == "Folder" && expected.size() > 2 && expected.compare(expected.size() - 2, 2, "<<") == 0) {
+        // The file's lines follow, each ended by CR LF, up to a line "<<".
+        std::string bytes;
+        while (std::getline(in, raw) && (++number, TrimRight(raw) != "<<")) bytes += TrimRight(raw) + "\r\n";
+        expected.replace(expected.size() - 2, 2, "=" + bytes);
+      }
+      if (!SetUp(key, expected)) {
+        Check(key, expected);
+      } else if (!sectioned_) {
+        common_.emplace_back(key, expected);
+      }
     }
-    if (pendingFailure_) UnexpectedFailure();
+    Settle();
     return checks_;
   }
 
  private:
+  LineOutcome& outcome() { return host_->outcome; }
+  clsMorvex& calc() { return host_->calc; }
+
+  void Settle() {
+    if (pendingFailure_) {
+      ADD_FAILURE() << lineWhere_ << ": the line " << Visible(lineText_) << " failed with code "
+                    << *outcome().failure << ": " << failureMessage_;
+    }
+    pendingFailure_ = false;
+  }
+
+  bool SetUp(const std::string& key, const std::string& value) {
+    if (key == "Answer") {
+      if (value == "none") {
+        calc().Events().InputBox = nullptr;
+        return true;
+      }
+      const size_t equals = value.find('=');
+      if (equals == std::string::npos) {
+        ADD_FAILURE() << where_ << ": Answer needs \"word=answer\" or \"none\"";
+      } else {
+        host_->answers.emplace_back(test::Upper(value.substr(0, equals)), value.substr(equals + 1));
+      }
+      return true;
+    }
+    if (key == "Folder") {
+      const size_t equals = value.find('=');
+      if (equals == std::string::npos) {
+        ADD_FAILURE() << where_ << ": Folder needs \"name=bytes\"";
+      } else {
+        host_->folder.Write(value.substr(0, equals), value.substr(equals + 1));
+      }
+      return true;
+    }
+    return false;
+  }
+
   void GiveLine(const std::string& raw) {
-    if (pendingFailure_) UnexpectedFailure();
+    Settle();
     std::string text;
-    if (!Unescape(raw, text)) {
+    if (!test::Unescape(raw, text)) {
       ADD_FAILURE() << where_ << ": bad escape in the line " << raw;
       return;
     }
     started_ = true;
     lineText_ = text;
     lineWhere_ = where_;
-    outcome_ = LineOutcome();
+    outcome() = LineOutcome();
     try {
-      outcome_.result = calc_.Calculate(text);
+      outcome().result = calc().Calculate(text);
     } catch (const Failure& failure) {
-      outcome_.failure = failure.code();
+      outcome().failure = failure.code();
       pendingFailure_ = true;
       failureMessage_ = failure.what();
+      EXPECT_STRNE(failure.what(), "") << where_ << ": a failure says what failed";
     }
-    outcome_.text = text;
-  }
-
-  void UnexpectedFailure() {
-    ADD_FAILURE() << lineWhere_ << ": the line " << Visible(lineText_) << " failed with code " << *outcome_.failure
-                  << ": " << failureMessage_;
-    pendingFailure_ = false;
+    outcome().text = text;
   }
 
   void ExpectText(const std::string& key, const std::string& actual, const std::string& expected) {
@@ -210,15 +300,15 @@ class Session {
     EXPECT_EQ(actual, wanted) << where_ << ": " << key << " after " << Visible(lineText_);
   }
 
-  void ExpectVariable(const std::string& spec) {
-    // name = value (typeVar)
-    size_t equals = spec.find(" = ");
+  // name = value (typeVar)
+  void ExpectVariable(const std::string& wanted) {
+    size_t equals = wanted.find(" = ");
     if (equals == std::string::npos) {
-      ADD_FAILURE() << where_ << ": Variable needs \"name = value\", not " << Visible(spec);
+      ADD_FAILURE() << where_ << ": Variable needs \"name = value\", not " << Visible(wanted);
       return;
     }
-    const std::string name = spec.substr(0, equals);
-    std::string rest = spec.substr(equals + 3);
+    const std::string name = wanted.substr(0, equals);
+    std::string rest = wanted.substr(equals + 3);
     std::optional<int> typeVar;
     if (size_t open = rest.find(" ("); open != std::string::npos && rest.back() == ')') {
       typeVar = std::stoi(rest.substr(open + 2, rest.size() - open - 3));
@@ -226,74 +316,75 @@ class Session {
     }
     double value = 0;
     auto [end, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
-    if (ec != std::errc() || end != rest.data() + rest.size()) {
-      ADD_FAILURE() << where_ << ": Variable needs a number, not " << Visible(rest);
+    if (rest != "*" && (ec != std::errc() || end != rest.data() + rest.size())) {
+      ADD_FAILURE() << where_ << ": Variable needs a number or *, not " << Visible(rest);
       return;
     }
-    const auto* found = FindVariable(name);
+    const auto* found = host_->Find(name);
     if (found == nullptr) {
       ADD_FAILURE() << where_ << ": no variable " << name << " after " << Visible(lineText_);
       return;
     }
-    EXPECT_NEAR(found->Value, value, std::abs(value) * 1e-13) << where_ << ": value of " << name;
+    if (rest != "*") {
+      EXPECT_EQ(found->Value, value) << where_ << ": value of " << name;
+    }
     if (typeVar) {
       EXPECT_EQ(found->TypeVar, *typeVar) << where_ << ": TypeVar of " << name;
     }
   }
 
-  const clsMorvex::VariableView* FindVariable(const std::string& name) {
-    variables_ = calc_.VariableList();
-    std::string upper = name;
-    std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
-    for (const auto& variable : variables_) {
-      std::string key = variable.Key;
-      std::transform(key.begin(), key.end(), key.begin(), [](unsigned char c) { return std::toupper(c); });
-      if (key == upper) return &variable;
-    }
-    return nullptr;
+  std::string Listing() {
+    std::vector<std::string> entries;
+    calc().Events().GetFunctions = [&](const std::string& name, const std::string& text) {
+      entries.push_back(name + "=" + text);
+    };
+    calc().FetchFunctions();
+    calc().Events().GetFunctions = nullptr;
+    return Joined(entries, "; ");
   }
 
-  void Check(const std::string& key, const std::string& raw) {
+  void Check(const std::string& key, const std::string& expected) {
     if (!started_) {
       ADD_FAILURE() << where_ << ": a check before the first line";
       return;
     }
-    std::string expected;
-    if (!Unescape(raw, expected)) {
-      ADD_FAILURE() << where_ << ": bad escape in " << raw;
-      return;
-    }
     ++checks_;
+    clsMorvex& m = calc();
     if (key == "Failure") {
-      if (!outcome_.failure) {
+      if (!outcome().failure) {
         ADD_FAILURE() << where_ << ": the line " << Visible(lineText_) << " did not fail";
         return;
       }
       pendingFailure_ = false;
-      ExpectNumber(key, *outcome_.failure, expected);
-      return;
+      return ExpectNumber(key, *outcome().failure, expected);
     }
-    if (key == "Result") return ExpectText(key, outcome_.result, expected);
-    if (key == "TText") return ExpectText(key, outcome_.text, expected);
-    if (key == "OutString") return ExpectText(key, calc_.OutString(), expected);
-    if (key == "InString") return ExpectText(key, calc_.InString(), expected);
-    if (key == "Expression") return ExpectText(key, calc_.Expression(), expected);
-    if (key == "StringVariable") return ExpectText(key, calc_.StringVariable(), expected);
-    if (key == "StringTyping") return ExpectText(key, calc_.StringTyping(), expected);
-    if (key == "ErrDescription") return ExpectText(key, calc_.ErrDescription(), expected);
-    if (key == "DNAString") return ExpectText(key, calc_.DNAString(), expected);
-    if (key == "AngleUnit") return ExpectText(key, calc_.AngleUnit(), expected);
-    if (key == "ErrNumber") return ExpectNumber(key, calc_.ErrNumber(), expected);
-    if (key == "ErrFirst") return ExpectNumber(key, calc_.ErrFirst(), expected);
-    if (key == "ErrLength") return ExpectNumber(key, calc_.ErrLength(), expected);
-    if (key == "Events") {
-      std::string joined;
-      for (const std::string& event : outcome_.events) joined += (joined.empty() ? "" : " ") + event;
-      return ExpectText(key, joined, expected);
-    }
+    if (key == "Result") return ExpectText(key, outcome().result, expected);
+    if (key == "TText") return ExpectText(key, outcome().text, expected);
+    if (key == "OutString") return ExpectText(key, m.OutString(), expected);
+    if (key == "InString") return ExpectText(key, m.InString(), expected);
+    if (key == "Expression") return ExpectText(key, m.Expression(), expected);
+    if (key == "StringVariable") return ExpectText(key, m.StringVariable(), expected);
+    if (key == "StringTyping") return ExpectText(key, m.StringTyping(), expected);
+    if (key == "ErrDescription") return ExpectText(key, m.ErrDescription(), expected);
+    if (key == "DNAString") return ExpectText(key, m.DNAString(), expected);
+    if (key == "AngleUnit") return ExpectText(key, m.AngleUnit(), expected);
+    if (key == "ErrNumber") return ExpectNumber(key, m.ErrNumber(), expected);
+    if (key == "ErrFirst") return ExpectNumber(key, m.ErrFirst(), expected);
+    if (key == "ErrLength") return ExpectNumber(key, m.ErrLength(), expected);
+    if (key == "Events") return ExpectText(key, Joined(outcome().events), expected);
+    if (key == "Shares") return ExpectText(key, Joined(outcome().shares), expected);
+    if (key == "Trace2") return ExpectText(key, Joined(outcome().trace2), expected);
+    if (key == "Trace") return ExpectText(key, Joined(outcome().trace), expected);
+    if (key == "Asked") return ExpectText(key, Joined(outcome().asked), expected);
+    if (key == "Functions") return ExpectText(key, Listing(), expected);
     if (key == "Variable") return ExpectVariable(expected);
+    if (key == "Variables") {
+      std::vector<std::string> names;
+      for (const auto& variable : m.VariableList()) names.push_back(variable.Key);
+      return ExpectText(key, Joined(names), expected);
+    }
     if (key == "NoVariable") {
-      EXPECT_EQ(FindVariable(expected), nullptr) << where_ << ": variable " << expected << " exists";
+      EXPECT_EQ(host_->Find(expected), nullptr) << where_ << ": variable " << expected << " exists";
       return;
     }
     --checks_;
@@ -301,12 +392,11 @@ class Session {
   }
 
   fs::path file_;
-  test::TempFolder folder_;
-  clsMorvex calc_;
-  LineOutcome outcome_;
-  std::vector<clsMorvex::VariableView> variables_;
+  std::unique_ptr<Host> host_;
   std::string where_, lineWhere_, lineText_, failureMessage_;
   bool started_ = false;
+  bool sectioned_ = false;  // a "===" has been seen
+  std::vector<std::pair<std::string, std::string>> common_;  // set-up before the first "==="
   bool pendingFailure_ = false;
   int checks_ = 0;
 };
@@ -321,15 +411,17 @@ std::vector<fs::path> SessionFiles() {
   return files;
 }
 
-TEST(GoldenSessions, EverySessionFileGivesItsExpectedProperties) {
-  const auto files = SessionFiles();
-  ASSERT_FALSE(files.empty()) << "no .session files in " << MORVEX_GOLDEN_DIR;
-  for (const fs::path& file : files) {
-    SCOPED_TRACE(file.filename().string());
-    Session session(file);
-    EXPECT_GT(session.Run(), 0) << file << " checks nothing";
-  }
+class GoldenSession : public ::testing::TestWithParam<fs::path> {};
+
+TEST_P(GoldenSession, GivesItsExpectedProperties) {
+  Session session(GetParam());
+  EXPECT_GT(session.Run(), 0) << GetParam() << " checks nothing";
 }
+
+INSTANTIATE_TEST_SUITE_P(Files, GoldenSession, ::testing::ValuesIn(SessionFiles()),
+                         [](const ::testing::TestParamInfo<fs::path>& info) { return info.param.stem().string(); });
+
+TEST(GoldenSessions, TheFolderHoldsSessions) { EXPECT_FALSE(SessionFiles().empty()) << MORVEX_GOLDEN_DIR; }
 
 TEST(GoldenSessions, FormatEscapes) {
   const std::pair<const char*, const char*> cases[] = {
@@ -338,11 +430,11 @@ TEST(GoldenSessions, FormatEscapes) {
   };
   for (auto [raw, expected] : cases) {
     std::string out;
-    ASSERT_TRUE(Unescape(raw, out)) << raw;
+    ASSERT_TRUE(test::Unescape(raw, out)) << raw;
     EXPECT_EQ(out, expected) << raw;
   }
   std::string out;
-  for (const char* bad : {"\\", "\\q", "\\x4", "\\xZZ"}) EXPECT_FALSE(Unescape(bad, out)) << bad;
+  for (const char* bad : {"\\", "\\q", "\\x4", "\\xZZ"}) EXPECT_FALSE(test::Unescape(bad, out)) << bad;
 }
 
 }  // namespace

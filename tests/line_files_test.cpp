@@ -5,14 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <functional>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "morvex/morvex.hpp"
 #include "test_support.hpp"
 
 namespace morvex {
@@ -30,29 +25,25 @@ void PrintTo(const LineSeen& s, std::ostream* os) {
       << "\" err=" << s.errNumber << "}";
 }
 
-// A calculator in a folder of its own, with a host that records the events of
-// a line file. The loud run of a line raises Change events of its own; the
-// log keeps only the Change(0, 1) that the file run raises after each line.
-struct FileHost {
-  test::TempFolder folder;
-  clsMorvex m;
+std::string Percent(double p) {
+  std::ostringstream text;
+  text << "P" << p;
+  return text.str();
+}
+
+using test::FailureCode;
+
+// A calculator with a host that records the events of a line file. The loud
+// run of a line raises Change events of its own; the log keeps only the
+// Change(0, 1) that the file run raises after each line.
+struct FileHost : test::Calc {
   std::vector<std::string> log;  // "P<percent>", "W", "C"
   std::vector<LineSeen> lines;   // one per Change(0, 1)
   int waits = 0;
   int otherEvents = 0;  // Change events of other arguments, InputBox, UpdateVariables
 
   FileHost() {
-    m.ProgramFolder(folder.str());
-    m.Initialize();
-    Attach();
-  }
-
-  void Attach() {
-    m.Events().Progress = [this](double percent) {
-      std::ostringstream text;
-      text << "P" << percent;
-      log.push_back(text.str());
-    };
+    m.Events().Progress = [this](double percent) { log.push_back(Percent(percent)); };
     m.Events().Wait = [this] {
       ++waits;
       log.push_back("W");
@@ -75,56 +66,23 @@ struct FileHost {
   void Clear() {
     log.clear();
     lines.clear();
-    waits = 0;
-    otherEvents = 0;
+    waits = otherEvents = 0;
   }
-
   void Load(const std::string& name) {
     std::string path = (folder.path() / name).string();
     m.LoadHText(path);
   }
-
-  std::string Run(const std::string& line) {
-    std::string text = line;
-    return m.Calculate(text);
-  }
-
   std::vector<std::string> InStrings() const {
     std::vector<std::string> ins;
     for (const LineSeen& seen : lines) ins.push_back(seen.in);
     return ins;
   }
-
-  bool Has(const std::string& name) const {
-    for (const auto& v : m.VariableList()) {
-      if (v.Key == name) return true;
-    }
-    return false;
-  }
   double Value(const std::string& name) const {
-    for (const auto& v : m.VariableList()) {
-      if (v.Key == name) return v.Value;
-    }
-    ADD_FAILURE() << "no variable " << name;
-    return 0;
+    const auto v = Var(name);
+    EXPECT_TRUE(v.has_value()) << "no variable " << name;
+    return v ? v->Value : 0;
   }
 };
-
-std::string Percent(double p) {
-  std::ostringstream text;
-  text << "P" << p;
-  return text.str();
-}
-
-int32_t FailureCode(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Failure& failure) {
-    EXPECT_STRNE(failure.what(), "");
-    return failure.code();
-  }
-  return 0;
-}
 
 TEST(LineFiles, StartUpFileRunsWithoutAnArgument) {
   for (bool emptyPath : {false, true}) {

@@ -5,15 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
-#include "calculator/calculator.hpp"
 #include "calculator/shared_state.hpp"
-#include "morvex/morvex.hpp"
 #include "test_support.hpp"
 
 namespace morvex {
@@ -21,24 +14,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Session {
-  test::TempFolder folder;
-  clsMorvex calc;
-
-  Session() {
-    calc.ProgramFolder(folder.str());
-    calc.Initialize();
-  }
-
-  std::string Run(std::string_view line) {
-    std::string text(line);
-    try {
-      calc.Calculate(text);
-    } catch (const Failure& failure) {
-      ADD_FAILURE() << "\"" << line << "\" failed with code " << failure.code() << ": " << failure.what();
-    }
-    return calc.OutString();
-  }
+// As the host of an embedding program that sets no InputBox handler.
+struct Session : test::Calc {
+  Session() { m.Events().InputBox = nullptr; }
 };
 
 // Formula variables that stand after the ones under test, so that the replay
@@ -143,77 +121,78 @@ TEST(SelfReference, EndsWithAnAnswerOrOutOfStackSpace) {
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.title) + ": " + row.line + " with " + std::to_string(row.fillers) + " fillers");
     Session s;
-    for (const std::string& line : row.definitions) s.Run(line);
-    for (const std::string& line : Fillers(row.fillers)) s.Run(line);
-    ASSERT_EQ(s.Run("7"), "7");
-    const std::vector<std::string> before = Names(s.calc);
+    for (const std::string& line : row.definitions) s.Out(line);
+    for (const std::string& line : Fillers(row.fillers)) s.Out(line);
+    ASSERT_EQ(s.Out("7"), "7");
+    const std::vector<std::string> before = Names(s.m);
 
-    const Outcome outcome = Attempt(s.calc, row.line);
-    EXPECT_LT(outcome.took.count(), 1000) << "ms";
+    const Outcome outcome = Attempt(s.m, row.line);
+    // A bound that tells an end from a hang, also in sanitizer builds on a busy machine.
+    EXPECT_LT(outcome.took.count(), 10000) << "ms";
     if (row.value != nullptr) {
       EXPECT_EQ(outcome.value, std::optional<std::string>(row.value));
       EXPECT_FALSE(outcome.failure.has_value()) << "code " << outcome.failure.value_or(0);
-      EXPECT_EQ(s.calc.ErrNumber(), 0);
+      EXPECT_EQ(s.m.ErrNumber(), 0);
     } else {
       EXPECT_EQ(outcome.failure, std::optional<int32_t>(failure_code::OutOfStackSpace));
       // The line did not finish: Ans keeps its value.
-      EXPECT_EQ(s.calc.VariableList().front().Value, 7.0);
+      EXPECT_EQ(s.m.VariableList().front().Value, 7.0);
     }
 
     // Nothing of the descent is left over, and the calculator goes on.
     EXPECT_EQ(Shared().gNestingDepth, 0);
     EXPECT_EQ(Shared().gNestedCalculators, nullptr);
     if (std::string_view(row.line).find('=') == std::string_view::npos) {
-      EXPECT_EQ(Names(s.calc), before);
+      EXPECT_EQ(Names(s.m), before);
     }
-    EXPECT_EQ(s.Run("2+3"), "5");
-    EXPECT_EQ(s.calc.ErrNumber(), 0);
-    EXPECT_EQ(s.Run("(1+2)*4"), "12");
+    EXPECT_EQ(s.Out("2+3"), "5");
+    EXPECT_EQ(s.m.ErrNumber(), 0);
+    EXPECT_EQ(s.Out("(1+2)*4"), "12");
     if (row.fillers > 0) {
-      EXPECT_EQ(s.Run("khh3"), "6");
+      EXPECT_EQ(s.Out("khh3"), "6");
     }
   }
 }
 
 TEST(SelfReference, RepeatedFailuresLeaveTheCalculatorUsable) {
   Session s;
-  s.Run("YVar+f=f");
-  for (const std::string& line : Fillers(45)) s.Run(line);
-  s.Run("f+XVar=g");
+  s.Out("YVar+f=f");
+  for (const std::string& line : Fillers(45)) s.Out(line);
+  s.Out("f+XVar=g");
   // g is last: it takes no part in any replay; it fails in the silent run,
   // where f, expanded in front of g's argument, brings itself back.
   for (int round = 0; round < 3; ++round) {
     SCOPED_TRACE(round);
-    EXPECT_EQ(Attempt(s.calc, "1f").failure, std::optional<int32_t>(failure_code::OutOfStackSpace));
-    EXPECT_EQ(Attempt(s.calc, "g1").failure, std::optional<int32_t>(failure_code::OutOfStackSpace));
-    EXPECT_EQ(s.Run("khh5"), "10");
-    EXPECT_EQ(s.Run("RAD"), "OK");
-    EXPECT_EQ(s.Run("Sin(PI/2)"), "1");
-    EXPECT_EQ(s.Run("DEG"), "OK");
+    EXPECT_EQ(Attempt(s.m, "1f").failure, std::optional<int32_t>(failure_code::OutOfStackSpace));
+    EXPECT_EQ(Attempt(s.m, "g1").failure, std::optional<int32_t>(failure_code::OutOfStackSpace));
+    EXPECT_EQ(s.Out("khh5"), "10");
+    EXPECT_EQ(s.Out("RAD"), "OK");
+    EXPECT_EQ(s.Out("Sin(PI/2)"), "1");
+    EXPECT_EQ(s.Out("DEG"), "OK");
   }
   EXPECT_EQ(Shared().gNestingDepth, 0);
   // A fresh calculator on the same thread is not affected either.
   Session other;
-  EXPECT_EQ(other.Run("XVar^2=f"), "f");
-  EXPECT_EQ(other.Run("f3"), "9");
+  EXPECT_EQ(other.Out("XVar^2=f"), "f");
+  EXPECT_EQ(other.Out("f3"), "9");
 }
 
 TEST(SelfReference, ManyFormulaWordsInOneLineAreNoRecursion) {
   // 2100 occurrences of a formula that names nothing: each is expanded once,
   // in the silent run and in the calculation run, and the line has its value.
   Session s;
-  s.Run("XVar^2=sq");
+  s.Out("XVar^2=sq");
   std::string line = "sq1";
   for (int k = 1; k < 2100; ++k) line += "+sq1";
-  const Outcome silentAndLoud = Attempt(s.calc, line);
+  const Outcome silentAndLoud = Attempt(s.m, line);
   EXPECT_EQ(silentAndLoud.value, std::optional<std::string>("2100"));
   EXPECT_EQ(silentAndLoud.failure, std::nullopt);
-  const Outcome loudOnly = Attempt(s.calc, line + "=w");
+  const Outcome loudOnly = Attempt(s.m, line + "=w");
   EXPECT_EQ(loudOnly.value, std::optional<std::string>("2100"));
   EXPECT_EQ(loudOnly.failure, std::nullopt);
   // Whatever the long line gave, the next ones compute.
-  EXPECT_EQ(s.Run("2+3"), "5");
-  EXPECT_EQ(s.Run("sq4"), "16");
+  EXPECT_EQ(s.Out("2+3"), "5");
+  EXPECT_EQ(s.Out("sq4"), "16");
 }
 
 }  // namespace

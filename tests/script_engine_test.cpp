@@ -1,20 +1,50 @@
-// The script engine at its interface: the calls the calculator's script path
-// makes, what the engine refuses, its errors and their lines, the cache of
-// parsed scripts, and the limits of the sandbox.
+// The script engine: the cases of golden/*.cases, and at its interface the
+// calls the calculator's script path makes, its errors and their lines, the
+// cache of parsed scripts, and the limits of the sandbox.
+//
+// A case file holds, one entry a line ("#" comments and blank lines aside):
+//   = BODY => EXPECTED      BODY is the body of "Function T()", run without arguments
+//   ! SCRIPT => !CODE       running the text SCRIPT fails with CODE
+//   === label               a script, whose lines follow up to a line "---";
+//   > Proc a b => EXPECTED  then calls of its procedure Proc with these arguments
+// In BODY and SCRIPT the two characters \r stand for a line end. EXPECTED is
+// the result text (with the escapes of the session files, such as \s for a
+// blank that must show) or "!" and the code of the failure. A script block
+// runs with CR, LF and CR LF line ends alike; every case ends within
+// kPromptSeconds.
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "morvex/failure.hpp"
 #include "platform/script/script_control.hpp"
+#include "test_support.hpp"
 
 namespace {
 
 using morvex::Failure;
 using morvex::script::ScriptControl;
+
+// Runs that end by a limit must end promptly, not hang: an optimised build
+// takes well under a second for any of them; the bound leaves room for
+// unoptimised and sanitizer builds.
+constexpr double kPromptSeconds = 15.0;
+
+class Stopwatch {
+ public:
+  double Seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
 
 std::string Lines(std::initializer_list<std::string_view> lines) {
   std::string text;
@@ -51,7 +81,127 @@ Failure RunFailure(const std::string& script, const char* procedure, std::vector
   return FailureOf([&] { Engine(script).Run(procedure, args); });
 }
 
-// ---- the interface as the script path uses it ----
+std::string WithLineEnds(std::string text, std::string_view end) {
+  for (size_t at = text.find("\\r"); at != std::string::npos; at = text.find("\\r", at + end.size())) {
+    text.replace(at, 2, end);
+  }
+  return text;
+}
+
+// Runs `script` (then `procedure` with `args`, if one is named) and compares
+// with `expected`: the result text, or "!" and the failure code.
+void ExpectCase(const std::string& where, const std::string& script, const std::string& procedure,
+                std::vector<std::string> args, const std::string& expected) {
+  Stopwatch watch;
+  std::string got;
+  try {
+    ScriptControl engine = Engine(script);
+    got = procedure.empty() ? "(no failure)" : engine.Run(procedure, args);
+  } catch (const Failure& failure) {
+    EXPECT_STRNE(failure.what(), "") << where;
+    got = "!" + std::to_string(failure.code());
+    if (expected != got) got += std::string(" (") + failure.what() + ")";
+  }
+  EXPECT_EQ(got, expected) << where;
+  EXPECT_LT(watch.Seconds(), kPromptSeconds) << where;
+}
+
+void RunCaseFile(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  ASSERT_TRUE(in) << file;
+  std::string line, block, label;
+  bool inScript = false;
+  int number = 0, cases = 0;
+  while (std::getline(in, line)) {
+    ++number;
+    const std::string where = file.filename().string() + ":" + std::to_string(number);
+    if (inScript) {
+      if (line == "---") inScript = false;
+      else block += line + "\\r";
+      continue;
+    }
+    if (line.empty() || line[0] == '#') continue;
+    if (line.size() > 3 && line.compare(line.size() - 3, 3, " =>") == 0) line += ' ';  // an empty result
+    if (line.rfind("=== ", 0) == 0) {
+      inScript = true;
+      block.clear();
+      continue;
+    }
+    const size_t arrow = line.rfind(" => ");
+    std::string expected;
+    if (line.size() < 2 || line[1] != ' ' || arrow == std::string::npos ||
+        !morvex::test::Unescape(line.substr(arrow + 4), expected)) {
+      ADD_FAILURE() << where << ": not a case: " << line;
+      continue;
+    }
+    const std::string text = line.substr(2, arrow - 2);
+    ++cases;
+    if (line[0] == '=') {
+      ExpectCase(where, WithLineEnds("Function T()\\r" + text + "\\rEnd Function\\r", "\r\n"), "T", {}, expected);
+    } else if (line[0] == '!') {
+      ExpectCase(where, WithLineEnds(text + "\\r", "\r"), "", {}, expected);
+    } else if (line[0] == '>') {
+      std::istringstream words(text);
+      std::string procedure, word;
+      std::vector<std::string> args;
+      words >> procedure;
+      while (words >> word) args.push_back(word);
+      for (const char* end : {"\r", "\n", "\r\n"}) ExpectCase(where, WithLineEnds(block, end), procedure, args, expected);
+    } else {
+      ADD_FAILURE() << where << ": not a case: " << line;
+    }
+  }
+  EXPECT_GT(cases, 0) << file;
+}
+
+TEST(ScriptEngine, CaseFiles) {
+  for (const char* name : {"script_values.cases", "script_language.cases"}) {
+    SCOPED_TRACE(name);
+    RunCaseFile(std::filesystem::path(MORVEX_GOLDEN_DIR) / name);
+  }
+}
+
+// The calculator hands every argument over as a string.
+TEST(ScriptEngine, ArgumentsArriveAsStrings) {
+  struct Case {
+    const char* body;
+    std::vector<std::string> args;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"T = a * 2", {"21"}, "42"},          {"T = a + 1", {"2"}, "3"},
+      {"T = a & 1", {"2"}, "21"},           {"T = a + b", {"2", "3"}, "23"},
+      {"T = CDbl(a) + CDbl(b)", {"2", "3"}, "5"}, {"T = (a > 5)", {"10"}, "True"},
+      {"T = (a > b)", {"10", "9"}, "False"},  // two strings: compared as text
+      {"T = TypeName(a)", {"2"}, "String"}, {"T = a * 2", {"abc"}, "!13"},
+      {"T = a / 4", {"1E-3"}, "0.00025"},
+  };
+  for (const Case& c : cases) {
+    ExpectCase(c.body, std::string("Function T(a") + (c.args.size() > 1 ? ", b" : "") + ")\r" + c.body + "\rEnd Function\r",
+               "T", c.args, c.expected);
+  }
+}
+
+TEST(ScriptEngine, RandomNumbersRepeatFromASeedOnly) {
+  ScriptControl engine = Engine(Lines({
+      "Function Draws()", "  Dim i, x, low, high", "  low = 1 : high = 0", "  Rnd -5", "  Randomize 3",
+      "  For i = 1 To 2000", "    x = Rnd", "    If x < low Then low = x", "    If x > high Then high = x", "  Next",
+      "  Draws = (low >= 0) & (high < 1) & (low < 0.01) & (high > 0.99)", "End Function", "Function Seeded()",
+      "  Rnd -3 : Randomize 5 : Seeded = Rnd", "End Function"}));
+  std::vector<std::string> none;
+  EXPECT_EQ(engine.Run("Draws", none), "TrueTrueTrueTrue");
+  std::string first = engine.Run("Seeded", none);
+  EXPECT_EQ(engine.Run("Seeded", none), first);
+  engine.ExecuteStatement("Randomize\rFunction R() : R = Rnd : End Function\r");
+  std::string a = engine.Run("R", none);
+  EXPECT_NE(engine.Run("R", none), a);
+}
+
+TEST(ScriptEngine, TheStepBudgetIsPerRun) {
+  ScriptControl engine = Engine("Function F() : For i = 1 To 100000 : Next : F = i : End Function\r");
+  std::vector<std::string> none;
+  for (int i = 0; i < 60; ++i) ASSERT_EQ(engine.Run("F", none), "100001");
+}
 
 TEST(ScriptEngine, CalculatorProtocol) {
   const std::string script = Lines({
@@ -175,13 +325,6 @@ TEST(ScriptEngine, TheSameBadTextFailsTheSameWayEveryTime) {
   EXPECT_EQ(ExecuteFailure(failing_top).code(), 11);
 }
 
-// A file with LF line ends reaches the engine as one line without separators.
-TEST(ScriptEngine, LinesRunTogetherAreRefused) {
-  std::string joined = "Function F(x)  F = x * 2End Function";
-  EXPECT_EQ(ExecuteFailure(joined).code(), 1002);
-  EXPECT_EQ(ExecuteFailure("Function F(x)F = 1End Function").code(), 1002);
-}
-
 TEST(ScriptEngine, ErrorsNameTheLine) {
   struct Case {
     const char* name;
@@ -212,224 +355,16 @@ TEST(ScriptEngine, ErrorsNameTheLine) {
   EXPECT_NE(std::string(RunFailure(runtime, "Outer", {"1"}).what()).find("Division by zero"), std::string::npos);
 }
 
-// ---- what the engine refuses ----
-
-TEST(ScriptEngine, RefusesWhatReachesOutsideOrIsUnknown) {
-  struct Case {
-    const char* name;
-    std::string script;
-    int32_t code;
-  };
-  const Case cases[] = {
-      {"CreateObject", "Set fso = CreateObject(\"Scripting.FileSystemObject\")\r", 1002},
-      {"CreateObject in an expression", "x = CreateObject(\"WScript.Shell\")\r", 438},
-      {"GetObject", "x = GetObject(\"winmgmts:\")\r", 438},
-      {"Eval", "Function F() : F = Eval(\"1+1\") : End Function\r", 438},
-      {"Execute", "Execute \"x = 1\"\r", 438},
-      {"ExecuteGlobal", "ExecuteGlobal \"x = 1\"\r", 438},
-      {"Class", Lines({"Class Point", "  Public X", "End Class"}), 1002},
-      {"With", Lines({"With x", "End With"}), 1002},
-      {"Set", "Set x = y\r", 1002},
-      {"New", "x = New Point\r", 1002},
-      {"Nothing", "x = Nothing\r", 1002},
-      {"Is", "b = x Is y\r", 1002},
-      {"member access", "WScript.Echo \"hi\"\r", 1002},
-      {"member assignment", "x.Value = 1\r", 1002},
-      {"On Error", Lines({"On Error Resume Next", "x = 1 / 0"}), 1002},
-      {"GoTo", "GoTo 10\r", 1002},
-      {"Property", Lines({"Property Get P", "End Property"}), 1002},
-      {"Stop", "Stop\r", 1002},
-      {"clock", "t = Now\r", 438},
-      {"timer", "Function F() : F = Timer : End Function\r", 438},
-      {"dialog", "MsgBox \"hello\"\r", 438},
-      {"input", "x = InputBox(\"?\")\r", 438},
-      {"unknown function", "Function F() : F = Frobnicate(1) : End Function\r", 438},
-      {"unknown procedure call", "DoSomething 1, 2\r", 438},
-      {"unknown procedure with Call", "Call DoSomething()\r", 438},
-      {"a variable called like a procedure", "Dim v : v 1\r", 438},
-      {"CSng is not provided", "x = CSng(1)\r", 438},
-  };
-  for (const Case& c : cases) {
-    Failure failure = ExecuteFailure(c.script);
-    EXPECT_EQ(failure.code(), c.code) << c.name << ": " << failure.what();
-  }
-}
-
-TEST(ScriptEngine, RefusesSyntaxErrors) {
-  struct Case {
-    const char* name;
-    std::string script;
-    int32_t code;
-  };
-  const Case cases[] = {
-      {"If without End If", Lines({"If x Then", "y = 1"}), 1002},
-      {"For without Next", Lines({"For i = 1 To 2", "x = 1"}), 1002},
-      {"Do without Loop", Lines({"Do", "x = 1"}), 1002},
-      {"Function without End", Lines({"Function F()", "F = 1"}), 1002},
-      {"End Sub for a Function", Lines({"Function F()", "End Sub"}), 1002},
-      {"Next for another variable", Lines({"For i = 1 To 2", "Next j"}), 1002},
-      {"condition at both ends", Lines({"Do While x", "Loop Until x"}), 1002},
-      {"Case after Case Else", Lines({"Select Case x", "Case Else", "Case 1", "End Select"}), 1002},
-      {"unterminated string", "x = \"abc\r", 1033},
-      {"invalid character", "x = 1 $ 2\r", 1014},
-      {"missing operand", "x = 1 +\r", 1002},
-      {"unbalanced parenthesis", "x = (1 + 2\r", 1002},
-      {"two statements on a line", "x = 1 y = 2\r", 1002},
-      {"Exit For outside a loop", "Exit For\r", 1002},
-      {"Exit Function in a Sub", Lines({"Sub S()", "Exit Function", "End Sub"}), 1002},
-      {"Exit Do in a For", Lines({"For i = 1 To 2", "Exit Do", "Next"}), 1002},
-      {"procedure inside a procedure", Lines({"Sub A()", "Sub B()", "End Sub", "End Sub"}), 1002},
-      {"Option Explicit after a statement", Lines({"x = 1", "Option Explicit"}), 1002},
-      {"block For in a single-line If", "If x Then For i = 1 To 2 : Next\r", 1002},
-      {"keyword as a name", "Dim If\r", 1002},
-      {"parentheses around several arguments of a Sub", Lines({"Sub S(a, b) : End Sub", "S(1, 2)"}), 1044},
-      {"procedure defined twice", Lines({"Sub S() : End Sub", "Function s() : End Function"}), 1041},
-      {"variable declared twice", "Dim a, b, a\r", 1041},
-      {"variable named like a procedure", Lines({"Dim S", "Sub S() : End Sub"}), 1041},
-      {"parameter twice", "Function F(a, a) : End Function\r", 1041},
-      {"assignment to a constant", Lines({"Const K = 1", "K = 2"}), 501},
-      {"assignment to a procedure", Lines({"Sub S() : End Sub", "S = 2"}), 501},
-      {"assignment to a built-in", "Len = 2\r", 501},
-      {"constant from a variable", Lines({"x = 1", "Const K = x"}), 1002},
-      {"non-constant array bound", Lines({"n = 3", "Dim a(n)"}), 1002},
-      {"wrong argument count for a procedure", Lines({"Function F(a) : End Function", "x = F(1, 2)"}), 450},
-      {"wrong argument count for a built-in", "x = Left(\"abc\")\r", 450},
-      {"number running into a name", "x = 12abc\r", 1002},
-      {"number beyond Double", "x = 1E999\r", 6},
-  };
-  for (const Case& c : cases) {
-    Failure failure = ExecuteFailure(c.script);
-    EXPECT_EQ(failure.code(), c.code) << c.name << ": " << failure.what();
-  }
-}
-
-// ---- the sandbox ----
-
-// Runs that end by a limit must end promptly, not hang: an optimised build
-// takes well under a second for any of them; the bound leaves room for
-// unoptimised and sanitizer builds.
-constexpr double kPromptSeconds = 15.0;
-
-class Stopwatch {
- public:
-  double Seconds() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-  }
-
- private:
-  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-};
-
-TEST(ScriptEngine, EndlessWorkEndsByTheStepBudget) {
-  struct Case {
-    const char* name;
-    std::string script;
-    const char* procedure;
-  };
-  const Case cases[] = {
-      {"Do Loop", "Function F() : Do : Loop : End Function\r", "F"},
-      {"While True", "Function F() : While True : Wend : End Function\r", "F"},
-      {"Step 0", "Function F() : For i = 1 To 2 Step 0 : Next : End Function\r", "F"},
-      {"empty For over a huge range", "Function F() : For i = 1 To 1E15 : Next : End Function\r", "F"},
-      {"counter reset", "Function F() : For i = 1 To 2 : i = 0 : Next : End Function\r", "F"},
-      {"growing string", "Function F() : s = \"x\" : Do : s = s & \"x\" : Loop : End Function\r", "F"},
-      {"many big strings",
-       Lines({"Function F()", "  Dim a(100000)", "  For i = 0 To 100000 : a(i) = Space(1000000) & i : Next",
-              "End Function"}),
-       "F"},
-      {"searching without end",
-       Lines({"Function F()", "  s = String(100000, \"a\")", "  Do : n = InStr(s, String(500, \"a\") & \"b\") : Loop",
-              "End Function"}),
-       "F"},
-      {"long string comparisons",
-       Lines({"Function F()", "  a = Space(10000000) : b = Space(10000000)", "  Do While a = b : Loop",
-              "End Function"}),
-       "F"},
-      {"copying a big array",
-       Lines({"Function F()", "  ReDim a(1000000)", "  Do : b = a : b(0) = 1 : Loop", "End Function"}), "F"},
-  };
-  for (const Case& c : cases) {
-    Stopwatch watch;
-    Failure failure = RunFailure(c.script, c.procedure);
-    EXPECT_EQ(failure.code(), 17) << c.name << ": " << failure.what();
-    EXPECT_LT(watch.Seconds(), kPromptSeconds) << c.name;
-  }
-  // The top level has its own budget.
-  EXPECT_EQ(ExecuteFailure("Do : Loop\r").code(), 17);
-  // A budget is per run: many runs of a bounded procedure all succeed.
-  ScriptControl engine = Engine("Function F() : For i = 1 To 100000 : Next : F = i : End Function\r");
-  std::vector<std::string> none;
-  for (int i = 0; i < 60; ++i) ASSERT_EQ(engine.Run("F", none), "100001");
-}
-
+// Deep recursion is in golden/script_language.cases; here the message of the
+// failure and the engine's use afterwards.
 TEST(ScriptEngine, DeepRecursionEndsWithOutOfStackSpace) {
-  const std::string script = Lines({
-      "Function Depth(n)",
-      "  If n <= 1 Then Depth = 1 Else Depth = 1 + Depth(n - 1)",
-      "End Function",
-      "Function Forever(n)",
-      "  Forever = Forever(n + 1)",
-      "End Function",
-      "Sub Loop_()",
-      "  Loop_",
-      "End Sub",
-      "Function Nested(n)",
-      "  If n <= 1 Then",
-      "    Nested = 1",
-      "  Else",
-      "    For i = 1 To 1 : Do : While True",
-      "      Nested = ((((((((((1 + Nested(n - 1)))))))))))",
-      "      Exit Do",
-      "    Wend : Loop : Next",
-      "  End If",
-      "End Function",
-  });
-  ScriptControl engine = Engine(script);
-  std::vector<std::string> depth{"200"};
-  EXPECT_EQ(engine.Run("Depth", depth), "200");
-  std::vector<std::string> nested{"200"};
-  EXPECT_EQ(engine.Run("Nested", nested), "200");
-  std::vector<std::string> deeper{"201"};
-  EXPECT_EQ(FailureOf([&] { engine.Run("Depth", deeper); }).code(), 28);
-  std::vector<std::string> start{"0"};
+  ScriptControl engine = Engine(Lines({"Function Depth(n)", "  If n <= 1 Then Depth = 1 Else Depth = 1 + Depth(n - 1)",
+                                       "End Function", "", "Function Forever(n) : Forever = Forever(n + 1) : End Function"}));
+  std::vector<std::string> start{"0"}, depth{"200"};
   Failure forever = FailureOf([&] { engine.Run("Forever", start); });
   EXPECT_EQ(forever.code(), 28);
   EXPECT_NE(std::string(forever.what()).find("line 5"), std::string::npos) << forever.what();
-  std::vector<std::string> none;
-  EXPECT_EQ(FailureOf([&] { engine.Run("Loop_", none); }).code(), 28);
-  // The engine is still usable afterwards.
   EXPECT_EQ(engine.Run("Depth", depth), "200");
-}
-
-TEST(ScriptEngine, HugeStringsAndArraysAreRefused) {
-  struct Case {
-    const char* name;
-    std::string body;
-    int32_t code;
-  };
-  const Case cases[] = {
-      {"String beyond the limit", "F = String(20000000, \"x\")", 14},
-      {"Space beyond the limit", "F = Space(17000000)", 14},
-      {"doubling a string", "s = \"xxxxxxxx\" : Do : s = s & s : Loop", 14},
-      {"adding strings", "s = Space(9000000) : F = s + s", 14},
-      {"Replace that grows", "F = Replace(Space(9000), \" \", Space(2000))", 14},
-      {"ReDim of too many elements", "ReDim a(2000000)", 7},
-      {"many dimensions", "ReDim a(1000, 1000, 1000)", 7},
-      {"Dim of too many elements", "Dim a(5000000)", 7},
-      {"Dim at the largest bound", "Dim a(2147483647)", 7},
-      {"ReDim at the largest bound", "ReDim a(2147483647)", 7},
-      {"ReDim beyond a Long", "ReDim a(2147483648)", 6},
-      {"arrays nested too deeply", "a = Array(1) : Do : a = Array(a) : Loop", 28},
-      {"nested by assignment", "Dim a(0) : b = Array(1) : Do : a(0) = b : b = a : Loop", 28},
-  };
-  for (const Case& c : cases) {
-    Failure failure = RunFailure("Function F()\r" + std::string(c.body) + "\rEnd Function\r", "F");
-    EXPECT_EQ(failure.code(), c.code) << c.name << ": " << failure.what();
-  }
-  // Up to the limit is fine.
-  ScriptControl engine = Engine("Function F() : F = Len(String(16777216, \"x\")) : End Function\r");
-  std::vector<std::string> none;
-  EXPECT_EQ(engine.Run("F", none), "16777216");
 }
 
 TEST(ScriptEngine, DeepNestingInTheTextIsRefusedNotACrash) {

@@ -1,6 +1,10 @@
 #include "test_support.hpp"
 
+#include <gtest/gtest.h>
+
 #include <atomic>
+#include <charconv>
+#include <cctype>
 #include <fstream>
 #include <random>
 #include <stdexcept>
@@ -32,6 +36,134 @@ std::filesystem::path TempFolder::Write(std::string_view name, std::string_view 
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out) throw std::runtime_error("cannot write " + file.string());
   return file;
+}
+
+std::string Upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+bool Unescape(const std::string& raw, std::string& out) {
+  out.clear();
+  for (size_t i = 0; i < raw.size(); ++i) {
+    if (raw[i] != '\\') {
+      out.push_back(raw[i]);
+      continue;
+    }
+    if (++i >= raw.size()) return false;
+    switch (raw[i]) {
+      case '\\': out.push_back('\\'); break;
+      case 's': out.push_back(' '); break;
+      case 'r': out.push_back('\r'); break;
+      case 'n': out.push_back('\n'); break;
+      case 't': out.push_back('\t'); break;
+      case 'x': {
+        if (i + 2 >= raw.size()) return false;
+        unsigned value = 0;
+        auto [end, ec] = std::from_chars(raw.data() + i + 1, raw.data() + i + 3, value, 16);
+        if (ec != std::errc() || end != raw.data() + i + 3) return false;
+        out.push_back(static_cast<char>(value));
+        i += 2;
+        break;
+      }
+      default: return false;
+    }
+  }
+  return true;
+}
+
+int32_t FailureCode(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Failure& failure) {
+    EXPECT_STRNE(failure.what(), "") << "a failure says what failed";
+    return failure.code();
+  }
+  return 0;
+}
+
+std::ostream& operator<<(std::ostream& os, const Event& e) {
+  return os << (e.channel == 'C' ? "C" : "C2") << "(" << e.length << "," << e.first << ",\"" << e.text << "\")";
+}
+
+Calc::Calc() {
+  m.ProgramFolder(folder.str());
+  m.Initialize();
+  m.Events().InputBox = [this](std::string& num) {
+    asked.push_back(num);
+    num.clear();
+    if (!answers.empty()) {
+      num = answers.front();
+      answers.erase(answers.begin());
+    }
+  };
+}
+
+std::string Calc::Run(std::string_view line) {
+  std::string text(line);
+  return m.Calculate(text);
+}
+
+std::string Calc::Out(std::string_view line) {
+  std::string text(line);
+  try {
+    m.Calculate(text);
+  } catch (const Failure& failure) {
+    ADD_FAILURE() << "\"" << line << "\" failed with code " << failure.code() << ": " << failure.what();
+  }
+  return m.OutString();
+}
+
+void Calc::RunAll(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) Out(line);
+}
+
+void Calc::Record() {
+  m.Events().Change = [this](int16_t length, int16_t first) { events.push_back(C(length, first, m.DNAString())); };
+  m.Events().Change2 = [this](int16_t length, int16_t first) { events.push_back(C2(length, first, m.DNAString2())); };
+}
+
+std::optional<clsMorvex::VariableView> Calc::Var(std::string_view name) const {
+  for (const auto& v : m.VariableList()) {
+    if (Upper(v.Key) == Upper(std::string(name))) return v;
+  }
+  return std::nullopt;
+}
+
+void LayOut(dna& chain, const std::vector<CellSpec>& cells) {
+  chain = dna();
+  for (const CellSpec& shape : cells) {
+    Cell& cell = chain.Add(flag::AddPattern);
+    cell.Value(shape.value);
+    cell.NameStr(shape.type);
+  }
+}
+
+std::vector<int16_t> Types(const dna& chain) {
+  std::vector<int16_t> types;
+  for (const Cell& cell : chain) types.push_back(cell.NameStr());
+  return types;
+}
+
+std::vector<std::string> Values(const dna& chain) {
+  std::vector<std::string> values;
+  for (const Cell& cell : chain) values.emplace_back(cell.Value());
+  return values;
+}
+
+std::string CellsText(const dna& chain) {
+  std::string text;
+  for (const Cell& cell : chain) text += (text.empty() ? "" : " ") + std::string(cell.Value()) + ":" + std::to_string(cell.NameStr());
+  return text;
+}
+
+std::string FlagText(Flags flags) {
+  constexpr Flags kColumns[14] = {flag::BAns,  flag::BChar,    flag::BEnd,     flag::BExtra, flag::BFirst,
+                                  flag::BFunction, flag::BLast, flag::BNumber, flag::BOper,  flag::BPlus,
+                                  flag::BPower, flag::BPowerNum, flag::BSign,  flag::BStart};
+  std::string text;
+  for (Flags column : kColumns) text.push_back((flags & column) != 0 ? '1' : '0');
+  return text;
 }
 
 }  // namespace morvex::test

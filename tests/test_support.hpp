@@ -1,9 +1,18 @@
-// Shared helpers of the unit tests.
+// Shared helpers of the unit tests: temporary folders, a calculator in a
+// folder of its own with a recording host, failure codes, and hand-built chains.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "calculator/calculator.hpp"
+#include "morvex/morvex.hpp"
 
 namespace morvex::test {
 
@@ -23,5 +32,66 @@ class TempFolder {
  private:
   std::filesystem::path path_;
 };
+
+std::string Upper(std::string text);
+
+// The escapes of the test data files: \\ a backslash, \s a blank, \r, \n, \t,
+// and \xHH a byte. False on a malformed escape.
+bool Unescape(const std::string& raw, std::string& out);
+
+// The code of the morvex::Failure that `action` raised (whose message must not
+// be empty), or 0 if it raised none.
+int32_t FailureCode(const std::function<void()>& action);
+
+// One Change ('C') or Change2 ('2') event with the chain text the handler saw.
+struct Event {
+  char channel;
+  int length;
+  int first;
+  std::string text;
+  bool operator==(const Event&) const = default;
+};
+std::ostream& operator<<(std::ostream& os, const Event& e);
+inline Event C(int length, int first, std::string text) { return {'C', length, first, std::move(text)}; }
+inline Event C2(int length, int first, std::string text) { return {'2', length, first, std::move(text)}; }
+
+// A calculator in an empty program folder of its own. The host answers each
+// prompt with the next of `answers` (nothing once they are used up) and
+// records the words it was asked about.
+struct Calc {
+  TempFolder folder;
+  clsMorvex m;
+  std::vector<std::string> answers;
+  std::vector<std::string> asked;
+  std::vector<Event> events;  // filled once Record() is called
+
+  Calc();
+  detail::Calculator& in() { return m.Internals(); }
+  // Calculate's result; a Failure goes to the caller.
+  std::string Run(std::string_view line);
+  // OutString after the line; a Failure is a test failure.
+  std::string Out(std::string_view line);
+  void RunAll(const std::vector<std::string>& lines);
+  // Records Change and Change2 with the chain text of the moment into `events`.
+  void Record();
+  std::optional<clsMorvex::VariableView> Var(std::string_view name) const;  // any case
+  bool Has(std::string_view name) const { return Var(name).has_value(); }
+  double Ans() const { return m.VariableList().at(0).Value; }
+};
+
+// Hand-built chains: each cell's text and type code.
+struct CellSpec {
+  const char* value;
+  int16_t type;
+};
+void LayOut(dna& chain, const std::vector<CellSpec>& cells);
+std::vector<int16_t> Types(const dna& chain);
+std::vector<std::string> Values(const dna& chain);
+// The cells of a chain as "value:code value:code".
+std::string CellsText(const dna& chain);
+
+// "1"/"0" per column of the successor table: BAns BChar BEnd BExtra BFirst
+// BFunction BLast BNumber BOper BPlus BPower BPowerNum BSign BStart.
+std::string FlagText(Flags flags);
 
 }  // namespace morvex::test

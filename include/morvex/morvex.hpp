@@ -28,9 +28,9 @@
 //    "vbscript.txt": it is looked for on every line, with one check.
 //  - Nesting has a fixed depth: line files that run one another, formula
 //    words computed by nested calculators, and script calls whose arguments
-//    are script calls («f(f(f(1)))») may nest 40 deep together; a definition that
-//    names itself in the silent run may expand 2000 times in one line. Past
-//    that the line ends with a Failure of code 28 (out of stack space), which
+//    are script calls («f(f(f(1)))») may nest 40 deep together; formula words
+//    may expand 500 times, plus two per cell of the line, in one formula stage
+//    (more only when a definition names itself). Past that the line ends with a Failure of code 28 (out of stack space), which
 //    no handler of the calculator keeps (it reaches the host also when a
 //    script file is present); the calculator and its variables stay usable.
 //  - A script call's answer is in OutString; Calculate itself returns "" for it.

@@ -45,12 +45,12 @@ StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansio
 // Counts the expansions of one formula stage. A definition that names itself
 // expands without end (each expansion brings its word back), while an honest
 // line expands each of its formula words, and the words of their texts, a
-// bounded number of times. The budget is a fixed 2000 plus two for every cell
+// bounded number of times. The budget is a fixed 500 plus two for every cell
 // of the chain when the stage begins; past it the stage ends with failure 28,
 // out of stack space.
 class ExpansionBudget {
  public:
-  static constexpr int32_t kBaseExpansions = 2000;
+  static constexpr int32_t kBaseExpansions = 500;
   explicit ExpansionBudget(int32_t cells) : limit_(kBaseExpansions + 2 * cells) {}
   void Spend();
 
