@@ -226,6 +226,16 @@ class Resolver {
     }
   }
 
+  // A name bound to a variable slot (indexed when it has arguments).
+  static void BindVariable(Expr* e, const Binding& b) {
+    e->index = b.index;
+    if (b.kind == Binding::Kind::Global) {
+      e->kind = e->has_args ? ExprKind::IndexGlobal : ExprKind::Global;
+    } else {
+      e->kind = e->has_args ? ExprKind::IndexLocal : ExprKind::Local;
+    }
+  }
+
   // A name in quotes for a message (built by appends: g++ 12 warns wrongly on
   // a chain of + over a temporary here).
   static std::string Quoted(std::string_view name) {
@@ -266,12 +276,7 @@ class Resolver {
     switch (b.kind) {
       case Binding::Kind::Global:
       case Binding::Kind::Local:
-        e->index = b.index;
-        if (b.kind == Binding::Kind::Global) {
-          e->kind = e->has_args ? ExprKind::IndexGlobal : ExprKind::Global;
-        } else {
-          e->kind = e->has_args ? ExprKind::IndexLocal : ExprKind::Local;
-        }
+        BindVariable(e, b);
         return;
       case Binding::Kind::Constant:
         if (e->has_args) Raise(error_code::TypeMismatch, "the constant '" + e->name + "' takes no arguments", e->line);
@@ -297,12 +302,7 @@ class Resolver {
     switch (b.kind) {
       case Binding::Kind::Global:
       case Binding::Kind::Local:
-        e->index = b.index;
-        if (b.kind == Binding::Kind::Global) {
-          e->kind = e->has_args ? ExprKind::IndexGlobal : ExprKind::Global;
-        } else {
-          e->kind = e->has_args ? ExprKind::IndexLocal : ExprKind::Local;
-        }
+        BindVariable(e, b);
         return;
       case Binding::Kind::Refused: Refuse(e, b);
       case Binding::Kind::Unknown:
