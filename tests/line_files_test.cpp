@@ -170,8 +170,7 @@ TEST(LineFiles, TwoAssignmentsLeaveTheirTargetsUnknown) {
   FileHost host;
   host.folder.Write("two.txt", "3=x\n4=y\n");
   host.Load("two.txt");
-  EXPECT_FALSE(host.Has("x"));
-  EXPECT_FALSE(host.Has("y"));
+  EXPECT_FALSE(host.Has("x") || host.Has("y"));
   EXPECT_EQ(host.m.VariableList().size(), 3u);
 }
 
@@ -208,14 +207,10 @@ TEST(LineFiles, CarriageReturnLineEnds) {
   host.Load("crlf.txt");
   EXPECT_EQ(host.waits, 0);
   ASSERT_EQ(host.lines.size(), 4u);
-  EXPECT_EQ(host.lines[0].out, "4");
-  EXPECT_EQ(host.lines[0].expression, "\r") << "the carriage return after the name is trailing text";
-  EXPECT_EQ(host.lines[2].out, "8");
-  EXPECT_EQ(host.lines[3].out, "2");
-  ASSERT_TRUE(host.Has("x"));
-  ASSERT_TRUE(host.Has("y"));
-  EXPECT_EQ(host.Value("x"), 4);
-  EXPECT_EQ(host.Value("y"), 8);
+  // The carriage return after the name is trailing text.
+  EXPECT_EQ((std::vector<std::string>{host.lines[0].out, host.lines[0].expression, host.lines[2].out, host.lines[3].out}),
+            (std::vector<std::string>{"4", "\r", "8", "2"}));
+  EXPECT_EQ((std::vector<double>{host.Value("x"), host.Value("y")}), (std::vector<double>{4, 8}));
 }
 
 TEST(LineFiles, PauseLineRaisesWaitInsteadOfCalculating) {
@@ -240,19 +235,13 @@ TEST(LineFiles, PauseLineRaisesWaitInsteadOfCalculating) {
                                                 "W", "C", Percent(4.0 / 6), "C", "P1"}));
   // The first pause shows the report of the line before the run: the bare
   // target name, not the property with its line break.
-  ASSERT_EQ(atWait.size(), 4u);
-  EXPECT_EQ(atWait[0], "f");
-  EXPECT_EQ(atWait[1], "cm");
   // The second pause follows a cleared line.
-  EXPECT_EQ(atWait[2], "");
-  EXPECT_EQ(atWait[3], "");
+  EXPECT_EQ(atWait, (std::vector<std::string>{"f", "cm", "", ""}));
   ASSERT_EQ(host.lines.size(), 4u);
   // What the handler did does not last to the Change of the pause line.
-  EXPECT_EQ(host.lines[0].variable, "f");
-  EXPECT_EQ(host.lines[0].expression, "cm");
-  EXPECT_EQ(host.lines[2].variable, "");
-  EXPECT_EQ(host.lines[2].expression, "");
-  EXPECT_EQ(host.lines[2].out, "");
+  EXPECT_EQ((std::vector<std::string>{host.lines[0].variable, host.lines[0].expression, host.lines[2].variable,
+                                      host.lines[2].expression, host.lines[2].out}),
+            (std::vector<std::string>{"f", "cm", "", "", ""}));
   EXPECT_TRUE(host.Has("a"));
   EXPECT_TRUE(host.Has("b"));
 }
@@ -284,9 +273,8 @@ TEST(LineFiles, ErrorOfALineIsSeenAtItsChangeAndTheRunGoesOn) {
   EXPECT_NE(host.lines[0].errNumber, 0);
   EXPECT_EQ(host.lines[0].out, "OperatorBadPosition");
   EXPECT_EQ(host.lines[1], (LineSeen{"1+1", "2", "", "\r\n", 0}));
-  EXPECT_EQ(host.m.ErrNumber(), 0);
+  EXPECT_EQ((std::vector<int>{host.m.ErrNumber(), host.m.ErrFirst()}), (std::vector<int>{0, 0}));
   EXPECT_EQ(host.m.ErrDescription(), "");
-  EXPECT_EQ(host.m.ErrFirst(), 0);
 }
 
 // After the run the outputs of the last line are gone but for StringTyping and
@@ -303,12 +291,10 @@ TEST(LineFiles, PropertiesAfterTheRun) {
     host.Load("run.txt");
     ASSERT_EQ(host.lines.size(), 1u);
     EXPECT_EQ(host.lines[0].out, typed.m.OutString()) << "the line was seen at its Change";
-    EXPECT_EQ(host.m.OutString(), "");
-    EXPECT_EQ(host.m.InString(), "");
-    EXPECT_EQ(host.m.Expression(), "");
-    EXPECT_EQ(host.m.StringVariable(), "");
+    EXPECT_EQ((std::vector<std::string>{host.m.OutString(), host.m.InString(), host.m.Expression(),
+                                        host.m.StringVariable(), host.m.ErrDescription()}),
+              std::vector<std::string>(5, ""));
     EXPECT_EQ(host.m.ErrNumber(), 0);
-    EXPECT_EQ(host.m.ErrDescription(), "");
     EXPECT_EQ(host.m.ErrFirst(), 0);
     EXPECT_EQ(host.m.StringTyping(), typed.m.StringTyping());
     EXPECT_EQ(host.m.ErrLength(), typed.m.ErrLength());
@@ -357,8 +343,7 @@ TEST(LineFiles, HostTurnMayCalculateDuringTheRun) {
   EXPECT_EQ(host.log.back(), "P1");
   EXPECT_FALSE(turns.empty());
   for (const std::string& t : turns) EXPECT_EQ(t, "100");
-  EXPECT_EQ(host.Value("a"), 1);
-  EXPECT_EQ(host.Value("b"), 2);
+  EXPECT_EQ((std::vector<double>{host.Value("a"), host.Value("b")}), (std::vector<double>{1, 2}));
 }
 
 TEST(LineFiles, LoadBeforeInitializeFailsClearly) {

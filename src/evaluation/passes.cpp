@@ -243,6 +243,8 @@ bool SignPass(Reduction& r) {
 }
 
 bool ExponentPass(Reduction& r, bool word) {
+  // A cell spelled "E" or "Exp" is a word, a letter, a variable's name or a given-up cell.
+  if (!r.MayHold(TypeWord) && !r.MayHold(TypeChar) && !r.MayHold(TypeVariable) && !r.MayHold(TypeNone)) return false;
   return RunPass(r, 1, [&](int32_t i) {
     const std::string_view text = r.chain[i].Value();
     const bool hit = word ? EqualsIgnoreCase(text, "EXP") : text == "E";
@@ -267,6 +269,8 @@ bool ExponentPass(Reduction& r, bool word) {
 }
 
 bool FactorialPass(Reduction& r) {
+  // A cell spelled "!" is a factorial or a given-up cell.
+  if (!r.MayHold(TypeFactorial) && !r.MayHold(TypeNone)) return false;
   if (r.factorial == FactorialRule::Int32Backward) return BackwardFactorialPass(r);
   return RunPass(r, 1, [&](int32_t i) { return FactorialStep(r, i); });
 }
