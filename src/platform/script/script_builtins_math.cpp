@@ -1,6 +1,7 @@
 // Built-in functions on numbers, conversions and type tests.
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -21,19 +22,24 @@ Value CheckedDouble(double d) {
 // The argument of a function of a real number: Null is an error.
 double RealArgument(const Value& v) { return ToDouble(v); }
 
-// Int and Fix keep whole types and turn strings into Doubles.
-Value WholePart(const Value& v, bool toward_zero) {
+// What Int, Fix and Round give back without computing: Null stays Null, and
+// a value of a whole type (Empty, Boolean, Integer, Long) stays whole.
+std::optional<Value> AlreadyWhole(const Value& v) {
   switch (v.type()) {
     case VType::Null: return Value::Null();
     case VType::Empty: return Value::Int(0);
     case VType::Boolean: return Value::Int(v.boolean() ? -1 : 0);
     case VType::Integer:
     case VType::Long: return v;
-    default: {
-      double d = ToDouble(v);
-      return Value::Dbl(toward_zero ? std::trunc(d) : std::floor(d));
-    }
+    default: return std::nullopt;
   }
+}
+
+// Int and Fix keep whole types and turn strings into Doubles.
+Value WholePart(const Value& v, bool toward_zero) {
+  if (std::optional<Value> whole = AlreadyWhole(v)) return *whole;
+  double d = ToDouble(v);
+  return Value::Dbl(toward_zero ? std::trunc(d) : std::floor(d));
 }
 
 // The random number generator of VBScript: a 24-bit linear congruential
@@ -98,14 +104,7 @@ Value Round(const Value* args, size_t count, Budget&) {
   const Value& v = args[0];
   int32_t digits = count > 1 ? ToLong(args[1]) : 0;
   if (digits < 0) Raise(error_code::InvalidCall, "Round with a negative number of decimals");
-  switch (v.type()) {
-    case VType::Null: return Value::Null();
-    case VType::Empty: return Value::Int(0);
-    case VType::Boolean: return Value::Int(v.boolean() ? -1 : 0);
-    case VType::Integer:
-    case VType::Long: return v;
-    default: break;
-  }
+  if (std::optional<Value> whole = AlreadyWhole(v)) return *whole;
   double x = ToDouble(v);
   if (digits == 0) return Value::Dbl(RoundHalfEven(x));
   if (digits > 22) return Value::Dbl(x);

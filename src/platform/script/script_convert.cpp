@@ -1,6 +1,7 @@
 #include "platform/script/script_convert.hpp"
 
 #include <cmath>
+#include <optional>
 
 #include "platform/script/script_error.hpp"
 #include "platform/script/script_limits.hpp"
@@ -34,30 +35,37 @@ bool IsNumericValue(const Value& v) {
   return ParseNumber(value.str(), ignored) == NumberParse::Ok;
 }
 
-double ToDouble(const Value& v) {
-  const Value& value = v.Target();
+namespace {
+
+// The number of a value of a whole type (Empty 0, Boolean -1 or 0, Integer,
+// Long); none for the other types.
+std::optional<int32_t> WholeNumber(const Value& value) {
   switch (value.type()) {
     case VType::Empty: return 0;
     case VType::Boolean: return value.boolean() ? -1 : 0;
     case VType::Integer: return value.integer();
     case VType::Long: return value.long_value();
+    default: return std::nullopt;
+  }
+}
+
+}  // namespace
+
+double ToDouble(const Value& v) {
+  const Value& value = v.Target();
+  if (std::optional<int32_t> whole = WholeNumber(value)) return *whole;
+  switch (value.type()) {
     case VType::Double: return value.dbl();
     case VType::String: return TextToDouble(value.str());
     case VType::Null: Raise(error_code::InvalidUseOfNull);
-    case VType::Array: break;
+    default: break;
   }
   Raise(error_code::TypeMismatch, "an array is not a number");
 }
 
 int32_t ToLong(const Value& v) {
   const Value& value = v.Target();
-  switch (value.type()) {
-    case VType::Empty: return 0;
-    case VType::Boolean: return value.boolean() ? -1 : 0;
-    case VType::Integer: return value.integer();
-    case VType::Long: return value.long_value();
-    default: break;
-  }
+  if (std::optional<int32_t> whole = WholeNumber(value)) return *whole;
   double rounded = RoundHalfEven(ToDouble(value));
   if (!(rounded >= -2147483648.0 && rounded <= 2147483647.0)) {
     Raise(error_code::Overflow, "the number does not fit a Long");
