@@ -127,6 +127,14 @@ class clsMorvex {
   void InString(std::string value);
   const std::string& OutString() const;
   void OutString(std::string value);
+  // The name of the formula word whose stored text holds the error of the
+  // last line, when ErrFirst and ErrLength point into that text (available
+  // through DNAString2) rather than into the line; "" when the error lies in
+  // the line.
+  const std::string& ErrFormula() const;
+  // The last failure of a script procedure during the last line (the
+  // procedure's name and what stopped it); "" when none.
+  const std::string& ScriptFailure() const;
 
   // The one door: computes a line. TText comes back as the line was
   // understood (its canonical spelling) on most paths.

@@ -38,6 +38,10 @@ class Calculator {
   std::string DNAStringField;
   std::string DNAString2Field;
   std::string Expression;
+  // Name of the formula word whose stored text holds the error ("" when the
+  // error lies in the line), and the last script failure of the line.
+  std::string ErrFormula;
+  std::string ScriptFailure;
 
   EventHandlers Events;
   std::string ProgramFolder;

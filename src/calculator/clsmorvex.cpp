@@ -57,6 +57,8 @@ const std::string& clsMorvex::InString() const { return impl_->InString; }
 void clsMorvex::InString(std::string value) { impl_->InString = std::move(value); }
 const std::string& clsMorvex::OutString() const { return impl_->OutString; }
 void clsMorvex::OutString(std::string value) { impl_->OutString = std::move(value); }
+const std::string& clsMorvex::ErrFormula() const { return impl_->ErrFormula; }
+const std::string& clsMorvex::ScriptFailure() const { return impl_->ScriptFailure; }
 
 std::string clsMorvex::Calculate(std::string& TText) { return detail::Calculate(*impl_, TText); }
 std::string clsMorvex::Calculate(std::string_view line) {
