@@ -48,7 +48,9 @@
 #include <string_view>
 #include <vector>
 
+#include "morvex/export.h"
 #include "morvex/failure.hpp"
+#include "morvex/version.hpp"
 
 namespace morvex {
 
@@ -85,7 +87,7 @@ struct EventHandlers {
   std::function<void()> HostTurn;
 };
 
-class clsMorvex {
+class MORVEX_API clsMorvex {
  public:
   clsMorvex();
   ~clsMorvex();
@@ -170,7 +172,7 @@ class clsMorvex {
 
 // An ordered keyed collection of clsMorvex records (positions from 1, keys
 // compared without regard to case).
-class DNAGroup {
+class MORVEX_API DNAGroup {
  public:
   // Makes a new, not initialised calculator with these eleven properties set,
   // appends it (under sKey if that is not empty) and returns it.

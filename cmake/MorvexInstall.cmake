@@ -1,0 +1,42 @@
+# Install rules: the public headers (the generated ones included), the library,
+# the CMake package morvex::morvex and a pkg-config file.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# Every library target that a host links. An internal library that `morvex`
+# links (static builds install it beside morvex) is one more name here; the
+# pkg-config file follows this list.
+set(MORVEX_INSTALL_TARGETS morvex)
+
+install(TARGETS ${MORVEX_INSTALL_TARGETS} EXPORT morvexTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/morvex ${MORVEX_GENERATED_INCLUDE}/morvex
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(TARGET morvex_cli)
+  install(TARGETS morvex_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+set(MORVEX_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/morvex)
+install(EXPORT morvexTargets NAMESPACE morvex:: DESTINATION ${MORVEX_CMAKE_DIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/morvexConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/morvexConfig.cmake INSTALL_DESTINATION ${MORVEX_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/morvexConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/morvexConfig.cmake ${PROJECT_BINARY_DIR}/morvexConfigVersion.cmake
+  DESTINATION ${MORVEX_CMAKE_DIR})
+
+# pkg-config: a C host that links the static library also needs the C++
+# run-time library.
+set(MORVEX_PC_LIBS "")
+foreach(target IN LISTS MORVEX_INSTALL_TARGETS)
+  string(APPEND MORVEX_PC_LIBS " -l$<TARGET_FILE_BASE_NAME:${target}>")
+endforeach()
+if(NOT BUILD_SHARED_LIBS)
+  string(APPEND MORVEX_PC_LIBS " -lstdc++ -lm")
+endif()
+file(RELATIVE_PATH MORVEX_PC_PREFIX_FROM_PCDIR /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/morvex.pc.in ${PROJECT_BINARY_DIR}/morvex.pc.in @ONLY)
+file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/morvex.pc INPUT ${PROJECT_BINARY_DIR}/morvex.pc.in)
+install(FILES ${PROJECT_BINARY_DIR}/morvex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
