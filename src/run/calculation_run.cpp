@@ -91,7 +91,7 @@ void StoreResult(Calculator& c, const std::string& kept, const std::string& resu
   Cell& cell = ans.Add(flag::AddPattern, "Ans");
   cell.KeyVal("Ans");
   cell.Value(FormatNumber(value).view());
-  c.VariableChains[1] = std::move(ans);
+  c.VariableChains[var_index::Ans] = std::move(ans);
   if (kept.empty()) return;
   const int32_t index = c.VariableIndex(kept);
   if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {

@@ -38,7 +38,7 @@ void ComputeInNestedCalculator(Calculator& c, const Class1& variable) {
   nested.ProgramFolder(c.ProgramFolder);
   nested.Initialize();
   const int32_t count = c.Variables.Count();
-  for (int32_t k = 4; k <= count - 1; ++k) {
+  for (int32_t k = var_index::FirstUser; k <= count - 1; ++k) {
     try {
       std::string definition = c.StoredChain(k).Join() + "=" + c.Variables.Item(k).Key;
       c.RaiseInternalCalc(static_cast<double>(k) / count);

@@ -29,7 +29,7 @@ void BindVariables(Calculator& c) {
       if (!EqualsIgnoreCase(cell.Value(), variable.Key)) continue;
       cell.Value(variable.Key);
       cell.NameStr(TypeWord);
-      if (variable.TypeVar >= 1 && variable.TypeVar <= 4) {
+      if (variable.TypeVar >= var_type::Plain && variable.TypeVar <= var_type::FormulaXY) {
         WriteRow(cell, FlagRow{kBindingRows[variable.TypeVar], All & ~BNumber});
       }
       break;
