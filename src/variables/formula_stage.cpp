@@ -179,7 +179,7 @@ std::string FindFormulaFile(Calculator& c) {
 }
 
 std::string FormulaFilePath(const Calculator& c, const std::string& name) {
-  return platform::FindFileIgnoringCase(c.ProgramFolder, name + ".txt");
+  return platform::FindFile(c.ProgramFolder, name + ".txt", EqualsIgnoreCase);
 }
 
 std::optional<std::string> RunFormulaStage(Calculator& c) {
