@@ -243,7 +243,14 @@ class Failure(Exception):
 }  // namespace
 
 PYBIND11_MODULE(morvex, module) {
-  module.doc() = "Morvex, an engineering expression calculator.";
+  module.doc() =
+      "Morvex, an engineering expression calculator.\n\n"
+      "Calculator().calculate(line) computes a line; the answer (out_string) or the error (err_number, "
+      "err_description, 0-based err_first, err_length) are read from attributes. Text is Latin-1, a character a "
+      "byte. Events are callables set on on_change, on_input_box, ...; calculate releases the GIL and callbacks "
+      "take it back. A callback that raises ends the callbacks for the rest of the call (an unknown word is then "
+      "declined); the call finishes and raises the callback's exception. Failures are morvex.Failure (code, "
+      "message); the calculator and its variables stay usable. Use a Calculator from one thread at a time.";
   module.attr("__version__") = MORVEX_VERSION_STRING;
   DefineFailure(module);
   DefineCalculator(module);
