@@ -83,8 +83,9 @@ MORVEX_API int32_t morvex_failure_code(const morvex_calculator *calc);
 MORVEX_API const char *morvex_failure_message(const morvex_calculator *calc);
 
 /* Computes a line. The answer is in morvex_out_string, an error in
- * morvex_err_number and the others; morvex_result gives what the
- * calculation itself returned (like OutString, but "" for a script call). */
+ * morvex_err_number and the others; morvex_result gives the text the
+ * calculation itself returned (the answer, or the error's name, ...; "" for a
+ * script call, whose answer is in morvex_out_string). */
 MORVEX_API int morvex_calculate(morvex_calculator *calc, const char *line, size_t length);
 MORVEX_API const char *morvex_result(morvex_calculator *calc, size_t *length);
 
