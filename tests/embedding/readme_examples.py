@@ -49,8 +49,11 @@ def run(command, **options):
     return subprocess.run(command, check=True, text=True, **options)
 
 
-def expect_output(program, blocks, name):
-    printed = run([program], stdout=subprocess.PIPE).stdout
+def expect_output(program, blocks, name, library_dir=None):
+    environment = dict(os.environ)
+    if library_dir:  # a shared library installed where the loader does not look
+        environment["LD_LIBRARY_PATH"] = str(library_dir)
+    printed = run([program], stdout=subprocess.PIPE, env=environment).stdout
     wanted = blocks[("output", name)]
     if printed != wanted:
         raise SystemExit(f"{program} printed:\n{printed}\nthe README says:\n{wanted}")
@@ -83,7 +86,7 @@ def installed(args, blocks, work):
     environment = dict(os.environ, PKG_CONFIG_PATH=str(pc_files[0].parent))
     flags = run(["pkg-config", "--cflags", "--libs", "morvex"], env=environment, stdout=subprocess.PIPE).stdout.split()
     run([args.cc, c / "steps.c", *flags, "-o", c / "steps"])
-    expect_output(c / "steps", blocks, "c")
+    expect_output(c / "steps", blocks, "c", library_dir=pc_files[0].parent.parent)
 
 
 SUBPROJECT = """cmake_minimum_required(VERSION 3.25)
