@@ -27,13 +27,15 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/morvexConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/morvexConfig.cmake ${PROJECT_BINARY_DIR}/morvexConfigVersion.cmake
   DESTINATION ${MORVEX_CMAKE_DIR})
 
-# pkg-config: a C host that links the static library also needs the C++
-# run-time library.
-set(MORVEX_PC_LIBS "")
-foreach(target IN LISTS MORVEX_INSTALL_TARGETS)
-  string(APPEND MORVEX_PC_LIBS " -l$<TARGET_FILE_BASE_NAME:${target}>")
-endforeach()
-if(NOT BUILD_SHARED_LIBS)
+# pkg-config: a shared library carries its internal libraries inside; a C host
+# that links the static ones also needs the C++ run-time library.
+if(BUILD_SHARED_LIBS)
+  set(MORVEX_PC_LIBS " -lmorvex")
+else()
+  set(MORVEX_PC_LIBS "")
+  foreach(target IN LISTS MORVEX_INSTALL_TARGETS)
+    string(APPEND MORVEX_PC_LIBS " -l$<TARGET_FILE_BASE_NAME:${target}>")
+  endforeach()
   string(APPEND MORVEX_PC_LIBS " -lstdc++ -lm")
 endif()
 file(RELATIVE_PATH MORVEX_PC_PREFIX_FROM_PCDIR /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
