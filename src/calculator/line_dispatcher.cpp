@@ -178,6 +178,9 @@ std::string Calculate(Calculator& c, std::string& TText) {
   SharedState& g = Shared();
   std::string result;
   g.gScriptDeclined = true;
+  // The script failure belongs to the host's line, with the lines that its
+  // script calls and line files compute inside it.
+  if (g.gNestingDepth == 0) c.ScriptFailure.clear();
   Statements run;
 
   if (ScriptFileExists(c)) {
