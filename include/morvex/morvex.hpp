@@ -34,6 +34,26 @@
 //    no handler of the calculator keeps (it reaches the host also when a
 //    script file is present); the calculator and its variables stay usable.
 //  - A script call's answer is in OutString; Calculate itself returns "" for it.
+//  - The script engine is the calculator's own VBScript interpreter for user
+//    procedures: Function/Sub (ByRef, ByVal), Dim, Const, If/ElseIf/Else,
+//    For/Next, Do/Loop, While/Wend, Exit, Select Case, the operators, and the
+//    math and string built-ins; numbers are Doubles. Arrays, Null, objects,
+//    Option Explicit, On Error, dates and dialogs are refused. Every run is
+//    bounded by a step budget, a call depth of 200, a stack allowance and a
+//    16 MB cap on strings. The exact subset is listed in src/script/script_engine.hpp.
+//  - ScriptFailure tells what stopped a script on the line, in one of these
+//    forms ("f" the procedure that the line or one of its arguments called):
+//      "f: stopped by the step budget"
+//      "f: call depth over 200"
+//      "f: nesting over the stack limit"
+//      "f: string over the size cap"
+//      "f: run-time error at line 3 of vbscript.txt: Division by zero"
+//      "vbscript.txt does not compile: line 4: Syntax error: ..."
+//      "vbscript.txt does not run: line 2: Type mismatch: ..." (its top level)
+//    The last two are told once per change of the file's text (per thread),
+//    not on every line. The line itself goes on as the script path has it
+//    (an ordinary line). ScriptFailure is cleared when the host's line starts;
+//    the lines a script call or a line file computes inside it add to it.
 //  - Each level of nesting keeps its own nested calculator, so that a nested
 //    run that meets a formula word of its own does not take the outer level's
 //    calculator away.
@@ -133,7 +153,8 @@ class clsMorvex {
   // the line.
   const std::string& ErrFormula() const;
   // The last failure of a script procedure during the last line (the
-  // procedure's name and what stopped it); "" when none.
+  // procedure's name and what stopped it, in the forms listed at the top of
+  // this header); "" when none.
   const std::string& ScriptFailure() const;
 
   // The one door: computes a line. TText comes back as the line was

@@ -3,12 +3,12 @@
 // assignment every plain user variable is computed again from its stored chain.
 #include "calculator/line_dispatcher.hpp"
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
+#include "calculator/scan_and_detect.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
 #include "files/script_path.hpp"
-#include "scanner/scanner.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -134,7 +134,7 @@ void RunExpression(Calculator& c, std::string& TText, Statements& run) {
   });
   run([&] { c.StringVariable = c.StringVariable + std::string(kLineBreak) + g.gReport.StrVariable; });
   run([&] { CopyErrorProperties(c, TText); });
-  run([&] { HostTurn(c); });
+  run([&] { c.RaiseHostTurn(); });
 }
 
 // After a plain assignment every plain user variable is computed again from
@@ -169,10 +169,6 @@ void RecalculateVariables(Calculator& c) {
 
 }  // namespace
 
-void HostTurn(const Calculator& c) {
-  if (c.Events.HostTurn) c.Events.HostTurn();
-}
-
 std::string Calculate(Calculator& c, std::string& TText) {
   if (!c.Initialized) Fail(failure_code::ObjectNotSet, "the calculator is used before Initialize");
   SharedState& g = Shared();
@@ -186,7 +182,7 @@ std::string Calculate(Calculator& c, std::string& TText) {
   if (ScriptFileExists(c)) {
     run.ResumeOnFailure();
     std::string scriptResult;
-    run([&] { scriptResult = RunScriptLine(c, TText); });
+    run([&] { scriptResult = RunScriptLine(c, TText, Calculate); });
     if (!g.gScriptDeclined || !scriptResult.empty()) {
       TakeScriptResult(c, TText, scriptResult, run);
       return result;  // a script call answers through OutString alone

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <system_error>
 
-#include "digits/fifteen_digits.hpp"
+#include "script/fifteen_digits.hpp"
 
 namespace morvex {
 namespace {

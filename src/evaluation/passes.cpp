@@ -3,8 +3,8 @@
 #include <cmath>
 #include <string>
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "evaluation/function_words.hpp"
 #include "evaluation/number_text.hpp"
 

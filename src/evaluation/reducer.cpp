@@ -1,6 +1,6 @@
 #include "evaluation/reducer.hpp"
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 
 namespace morvex::detail {
 namespace {

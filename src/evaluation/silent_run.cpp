@@ -2,12 +2,13 @@
 
 #include <array>
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
-#include "evaluation/formula_scan.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
+#include "evaluation/formula_expansion.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
 #include "evaluation/stage_tables.hpp"
+#include "scanner/formula_scan.hpp"
 
 namespace morvex::detail {
 namespace {

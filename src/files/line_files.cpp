@@ -3,9 +3,8 @@
 // count rules of the loop below are the calculator's documented behaviour.
 #include "files/line_files.hpp"
 
-#include "calculator/line_dispatcher.hpp"
-#include "calculator/nesting.hpp"
-#include "calculator/shared_state.hpp"
+#include "core/nesting.hpp"
+#include "core/shared_state.hpp"
 #include "files/fast_text_stream.hpp"
 #include "platform/file_system.hpp"
 
@@ -43,7 +42,7 @@ void Pause(Calculator& c) {
 
 }  // namespace
 
-void LoadHText(Calculator& c, std::string& path) {
+void LoadHText(Calculator& c, std::string& path, LineCalculation calculate) {
   c.ResultText.clear();
   c.EchoText.clear();
   Shared().gErr = CErrOcur();
@@ -67,11 +66,11 @@ void LoadHText(Calculator& c, std::string& path) {
     if (line == kPauseLine) {
       Pause(c);
     } else {
-      c.OutString = Calculate(c, line);
+      c.OutString = calculate(c, line);
     }
     c.RaiseChange(0, 1);
     c.ResultText.clear();
-    HostTurn(c);
+    c.RaiseHostTurn();
     ClearLineOutputs(c);
     stream.ReadLine();
     if (stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine())) == FastTextStream::LineOutOfBoundsText) break;

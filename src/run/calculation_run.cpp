@@ -1,8 +1,8 @@
 #include "run/calculation_run.hpp"
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
-#include "evaluation/formula_scan.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
+#include "evaluation/formula_expansion.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
 #include "evaluation/stage_tables.hpp"

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "calculator/calculator.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex::detail {
 

@@ -1,11 +1,12 @@
 #include "run/sub_expression_run.hpp"
 
-#include "calculator/nesting.hpp"
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
-#include "evaluation/formula_scan.hpp"
+#include "core/nesting.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
+#include "evaluation/formula_expansion.hpp"
 #include "evaluation/reducer.hpp"
 #include "evaluation/stage_tables.hpp"
+#include "scanner/formula_scan.hpp"
 
 namespace morvex::detail {
 namespace {

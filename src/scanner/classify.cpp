@@ -2,9 +2,9 @@
 
 #include <array>
 
-#include "calculator/shared_state.hpp"
 #include "chain/cell.hpp"
-#include "chain/text_case.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 
 namespace morvex {
 namespace {

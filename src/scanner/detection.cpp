@@ -3,8 +3,8 @@
 // error with its place; a chain that passes has its open parentheses closed.
 #include "scanner/detection.hpp"
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "scanner/folding.hpp"
 #include "scanner/scanner.hpp"
 
@@ -95,7 +95,13 @@ void RecountParentheses(dna& chain) {
   g.gParenDepth = 0;
   g.gParenDepth2 = 0;
   g.gNext.StartNumber(0);
-  for (Cell& cell : chain) cell.NameStr(cell.NameStr());
+  for (Cell& cell : chain) {
+    cell.NameStr(cell.NameStr());
+    const int16_t step = cell.NameStr() == TypeStart ? 1 : cell.NameStr() == TypeEnd ? -1 : 0;
+    if (step == 0) continue;
+    g.gParenDepth = CheckedInt16(g.gParenDepth + step);
+    g.gParenDepth2 = CheckedInt16(g.gParenDepth2 + step);
+  }
 }
 
 int32_t FindMultiplePoint(const dna& chain) {

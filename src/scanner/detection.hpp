@@ -8,8 +8,9 @@
 
 namespace morvex::detail {
 
-// Assigns every cell's code to itself from a zero depth, so that gParenDepth
-// is the surplus of open parentheses of the chain.
+// Assigns every cell's code to itself from a zero template depth, and counts
+// the chain's parentheses into gParenDepth and gParenDepth2 (both from 0), so
+// that they are the surplus of open parentheses of the chain.
 void RecountParentheses(dna& chain);
 
 // The first number cell with a second decimal point, 0 when there is none.

@@ -4,7 +4,7 @@
 // cell before it can have changed.
 #include "scanner/folding.hpp"
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "scanner/classify.hpp"
 #include "scanner/scanner.hpp"
 

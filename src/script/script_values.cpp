@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "digits/fifteen_digits.hpp"
+#include "script/fifteen_digits.hpp"
 
 namespace morvex::script {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
 #include "platform/file_system.hpp"
 
@@ -180,6 +180,18 @@ std::string FindFormulaFile(Calculator& c) {
 
 std::string FormulaFilePath(const Calculator& c, const std::string& name) {
   return platform::FindFileIgnoringCase(c.ProgramFolder, name + ".txt");
+}
+
+std::optional<std::string> RunFormulaStage(Calculator& c) {
+  if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value() == " ") return std::nullopt;
+  SortVariables(c);
+  MarkVariables(c);
+  std::string fileName = FindFormulaFile(c);
+  if (!fileName.empty()) return FormulaFilePath(c, fileName);
+  ResolveUnknownWords(c);
+  SortVariables(c);
+  MarkVariables(c);
+  return std::nullopt;
 }
 
 }  // namespace morvex::detail

@@ -1,7 +1,7 @@
-#include "calculator/calculator.hpp"
+#include "workspace/calculator.hpp"
 
-#include "calculator/errors.hpp"
-#include "chain/text_case.hpp"
+#include "core/errors.hpp"
+#include "core/text_case.hpp"
 
 namespace morvex::detail {
 

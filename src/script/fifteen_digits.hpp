@@ -1,6 +1,6 @@
-// The 15-digit text of a double: the one number writer of the calculator's
-// cells and of the script engine's CStr. It stands in a folder of its own, with
-// nothing but the standard library, so that both may include it.
+// The 15-digit text of a double: the one number writer of the script engine's
+// CStr and of the calculator's cells. It needs nothing but the standard
+// library, and the script engine is a unit that every layer may include.
 //
 // The magnitude is rounded to nearest with 15 significant digits from its exact
 // binary value, trailing zeros dropped. Plain form ("0.5", "999999999999999",
