@@ -373,7 +373,9 @@ TEST(ScriptPath, ScriptFailureTellsWhatStoppedTheProcedure) {
     SCOPED_TRACE(c.line);
     const Outcome o = host.Line(c.line);
     EXPECT_EQ(host.m.ScriptFailure(), c.failure);
-    if (c.ordinary) EXPECT_EQ(o, Ordinary({}, c.line));
+    if (c.ordinary) {
+      EXPECT_EQ(o, Ordinary({}, c.line));
+    }
   }
 
   // A file that does not compile is told on the first line after each change.

@@ -118,10 +118,10 @@ void LoadScript(Calculator& c, script::ScriptControl& engine, const std::string&
     engine.ExecuteStatement(ReadScriptText(path));
   } catch (const script::ScriptError& error) {
     if (engine.TextIsNew()) {
-      c.ScriptFailure = error.stop() == script::Stop::Compile
-                            ? std::string(kScriptFile) + " does not compile: line " + std::to_string(error.line()) +
-                                  ": " + error.message()
-                            : std::string(kScriptFile) + " does not run: " + StopText(error, "line " + std::to_string(error.line()));
+      const std::string line = "line " + std::to_string(error.line());
+      c.ScriptFailure = std::string(kScriptFile) + (error.stop() == script::Stop::Compile
+                                                        ? " does not compile: " + line + ": " + error.message()
+                                                        : " does not run: " + StopText(error, line));
     }
     Refuse("the script file cannot be used");
   }

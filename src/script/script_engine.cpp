@@ -168,8 +168,6 @@ std::string ScriptControl::Run(std::string_view name, const std::vector<std::str
     CheckStringLength(parameter.size());
     arguments.push_back(Value::Str(parameter));
   }
-  // The program stays alive for the call even if the script is replaced meanwhile.
-  std::shared_ptr<const Program> program = state.program;
   return state.Guarded([&](Interpreter& interpreter) {
     return ToText(interpreter.CallFromHost(index, std::move(arguments)));
   });
