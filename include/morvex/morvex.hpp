@@ -59,6 +59,18 @@
 //    calculator away.
 //  - Sign has no rule in the reducers of a word power: «Sign^2(3)» leaves the
 //    word standing, as those reducers have always done.
+//  - The outputs of a line (OutString, InString, ErrFirst, ErrLength,
+//    ErrNumber, ErrDescription, StringTyping) are read-only to the host: only
+//    the calculator writes them, and DNAGroup.Add, which sets all eleven
+//    properties of a new record. Expression, StringVariable, DNAString and
+//    DNAString2 stay writable (see their declarations). ClearOutputs empties
+//    the outputs for a host that shows each line's own answer.
+//  - A moved-from clsMorvex has no calculator behind it: every member but
+//    the destructor, assignment and Terminate fails with Failure code 91
+//    (ObjectNotSet), "the calculator was moved to another object".
+//  - File names are compared without regard to case by the calculator's own
+//    rule for its single-byte code page (Windows-1252), as words and
+//    variable names are.
 #pragma once
 
 #include <cstdint>
@@ -74,7 +86,8 @@ namespace morvex {
 
 namespace detail {
 class Calculator;
-}
+struct CalculatorAccess;  // the library's own way to a calculator's internals
+}  // namespace detail
 
 // Callbacks of the host. Every one is optional; all are called synchronously
 // on the thread of the call in progress.
@@ -117,6 +130,9 @@ class clsMorvex {
   // Lists the user variables through GetFunctions.
   void FetchFunctions();
 
+  // Expression, StringVariable and the two DNAString properties may be
+  // written by the host (a Wait handler may change the first two; a write of
+  // a DNAString is kept until the next read joins the chain again).
   const std::string& Expression() const;
   void Expression(std::string value);
   // Read: the Values of all cells of the second chain, joined.
@@ -127,10 +143,10 @@ class clsMorvex {
   void DNAString(std::string value);
   const std::string& StringVariable() const;
   void StringVariable(std::string value);
+
+  // The outputs of the last line, read-only to the host.
   const std::string& StringTyping() const;
-  void StringTyping(std::string value);
   const std::string& ErrDescription() const;
-  void ErrDescription(std::string value);
 
   // Runs a text file line by line; no path (or "") means StartUp.txt in the
   // program's folder.
@@ -138,15 +154,10 @@ class clsMorvex {
   void LoadHText(std::string& Path);
 
   int16_t ErrNumber() const;
-  void ErrNumber(int16_t value);
   int16_t ErrLength() const;
-  void ErrLength(int16_t value);
   int16_t ErrFirst() const;
-  void ErrFirst(int16_t value);
   const std::string& InString() const;
-  void InString(std::string value);
   const std::string& OutString() const;
-  void OutString(std::string value);
   // The name of the formula word whose stored text holds the error of the
   // last line, when ErrFirst and ErrLength point into that text (available
   // through DNAString2) rather than into the line; "" when the error lies in
@@ -160,12 +171,18 @@ class clsMorvex {
   // The one door: computes a line. TText comes back as the line was
   // understood (its canonical spelling) on most paths.
   std::string Calculate(std::string& TText);
-  // Convenience for a line the host does not need back.
+  // For a constant line, which the host does not need back.
   std::string Calculate(std::string_view line);
+  // Empties the outputs of the last line (OutString, InString, Expression,
+  // StringTyping, StringVariable and the four Err properties), as Calculate
+  // does before an expression or command. Lines that answer nothing ("",
+  // "$", "NOTHING=" an unknown name) leave the outputs of the line before: a
+  // host that shows each line's own answer clears them first.
+  void ClearOutputs();
 
   void Initialize();
   void UnLoadVars();
-  void Terminate();
+  void Terminate() noexcept;
 
   EventHandlers& Events();
 
@@ -183,9 +200,11 @@ class clsMorvex {
   };
   std::vector<VariableView> VariableList() const;
 
-  detail::Calculator& Internals();
-
  private:
+  friend struct detail::CalculatorAccess;
+  // The calculator behind the object; a moved-from object has none and fails
+  // with code 91 (ObjectNotSet).
+  detail::Calculator& Impl() const;
   std::unique_ptr<detail::Calculator> impl_;
 };
 
@@ -201,12 +220,12 @@ class DNAGroup {
                  std::string& DNAString2, std::string& Expression, const std::string& sKey = "");
   clsMorvex& Item(int32_t index);
   clsMorvex& Item(std::string_view key);
-  int32_t Count() const;
+  int32_t Count() const noexcept;
   void Remove(int32_t index);
   void Remove(std::string_view key);
 
-  auto begin() { return records_.begin(); }
-  auto end() { return records_.end(); }
+  auto begin() noexcept { return records_.begin(); }
+  auto end() noexcept { return records_.end(); }
 
  private:
   struct Record {

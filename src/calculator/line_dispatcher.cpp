@@ -45,15 +45,7 @@ bool IsOneOf(std::string_view line, std::string_view a, std::string_view b) {
 
 void ClearOutputs(Calculator& c) {
   Shared().gFormulaFileName.clear();
-  c.InString.clear();
-  c.OutString.clear();
-  c.ErrDescription.clear();
-  c.StringTyping.clear();
-  c.StringVariable.clear();
-  c.Expression.clear();
-  c.ErrNumber = 0;
-  c.ErrFirst = 0;
-  c.ErrLength = 0;
+  c.ClearOutputs();
 }
 
 // "NOTHING=name": the variable and its slot go, so later slots move down in
