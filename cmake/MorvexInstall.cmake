@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 # Every library target that a host links. An internal library that `morvex`
 # links (static builds install it beside morvex) is one more name here; the
 # pkg-config file follows this list.
-set(MORVEX_INSTALL_TARGETS morvex)
+set(MORVEX_INSTALL_TARGETS morvex morvex_script)
 
 install(TARGETS ${MORVEX_INSTALL_TARGETS} EXPORT morvexTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

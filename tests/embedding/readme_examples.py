@@ -102,9 +102,10 @@ target_link_libraries(area PRIVATE morvex::morvex)
 """
 
 # What a shared library may export: the C interface, the public classes, and
-# the standard library's templates that they instantiate.
+# the standard library's templates that they instantiate (whose demangled
+# names may begin with a return type).
 PUBLIC_SYMBOL = re.compile(
-    r"^(morvex_\w+$|std::|__gnu_cxx::|morvex::(clsMorvex|DNAGroup|Failure)\b)")
+    r"^(morvex_\w+$|([\w:<>,* ]* )?(std::|__gnu_cxx::)|morvex::(clsMorvex|DNAGroup|Failure)\b)")
 SPECIAL_PREFIX = re.compile(r"^(typeinfo name for |typeinfo for |vtable for |VTT for |guard variable for )")
 
 
