@@ -30,9 +30,16 @@
 //    words computed by nested calculators, and script calls whose arguments
 //    are script calls («f(f(f(1)))») may nest 40 deep together; formula words
 //    may expand 500 times, plus two per cell of the line, in one formula stage
-//    (more only when a definition names itself). Past that the line ends with a Failure of code 28 (out of stack space), which
-//    no handler of the calculator keeps (it reaches the host also when a
-//    script file is present); the calculator and its variables stay usable.
+//    (more only when a definition names itself). Past that the line ends with
+//    a Failure of code 28 (out of stack space), which no handler of the
+//    calculator keeps: it reaches the host also when a script file is present
+//    and from the recomputation of plain variables after an assignment, which
+//    otherwise skips a variable whose line fails. Kept there, a descent ended
+//    at the limit would begin again for every later variable at every level,
+//    and the line would not end. The calculator and its variables stay usable.
+//  - The recomputation of plain variables after a plain assignment leaves the
+//    line's properties as they are, ErrFirst included (a wrong formula text
+//    met there would otherwise leave its cell position in ErrFirst).
 //  - A script call's answer is in OutString; Calculate itself returns "" for it.
 //  - Each level of nesting keeps its own nested calculator, so that a nested
 //    run that meets a formula word of its own does not take the outer level's
@@ -127,10 +134,14 @@ class clsMorvex {
   void InString(std::string value);
   const std::string& OutString() const;
   void OutString(std::string value);
-  // The name of the formula word whose stored text holds the error of the
-  // last line, when ErrFirst and ErrLength point into that text (available
-  // through DNAString2) rather than into the line; "" when the error lies in
-  // the line.
+  // Which text ErrFirst and ErrLength point into. "" when the error lies in
+  // the line (InString). Otherwise the name of the variable whose stored text
+  // holds the error: a formula word of the line, or a variable met while its
+  // text was worked out. ErrNumber and the place are then those found in that
+  // text as it was scanned (commas gone, open parentheses closed), which
+  // DNAString2 holds after the line; for a formula word computed by a nested
+  // calculator it is the nested calculator's answer. Set with ErrNumber 1 to
+  // 9 only, and cleared with the other error properties.
   const std::string& ErrFormula() const;
   // The last failure of a script procedure during the last line (the
   // procedure's name and what stopped it); "" when none.

@@ -103,7 +103,7 @@ int32_t TestFormulaCell(dna& chain, int32_t i) {
 
 }  // namespace
 
-bool ScanFormulaText(Calculator& c, std::string_view text) {
+bool ScanFormulaText(Calculator& c, std::string_view text, std::string_view formula) {
   SharedState& g = Shared();
   g.gErr = CErrOcur();
   c.SecondChain = dna();
@@ -125,12 +125,14 @@ bool ScanFormulaText(Calculator& c, std::string_view text) {
   RemoveCommas(chain);
   if (int32_t at = FindMultiplePoint(chain); at != 0) {
     ReportError(chain, E::MultiplePoint, at);
+    g.gErr.Formula = formula;
     return false;
   }
   for (int32_t i = 1; i <= chain.Count(); ++i) {
     int32_t error = i == 1 ? TestFirstFormulaCell(chain) : TestFormulaCell(chain, i);
     if (error != 0) {
       ReportError(chain, error, i);
+      g.gErr.Formula = formula;
       c.ErrFirst = CheckedInt16(i);
       return false;
     }
@@ -159,9 +161,10 @@ StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansio
     c.YVar().Value = 0;
     FormulaWord word = FindFormulaWord(r, r.last - belowLast, false);
     if (word.at == 0) return StageOutcome::Nothing;
-    const int32_t removed = TakeOperands(r, word.at, c.Variables.Item(word.variable));
+    const Class1& variable = c.Variables.Item(word.variable);
+    const int32_t removed = TakeOperands(r, word.at, variable);
     budget.Spend();
-    expand(r, word.at, removed, c.StoredChain(word.variable).Join());
+    expand(r, word.at, removed, variable.Key, c.StoredChain(word.variable).Join());
   }
 }
 

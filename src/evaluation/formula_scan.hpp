@@ -12,10 +12,11 @@
 
 namespace morvex::detail {
 
-// Cuts, folds and checks `text` on a new second chain; closes its open
-// parentheses. Returns false when it found an error (in gErr, gErrCode and
-// ErrFirst), true otherwise.
-bool ScanFormulaText(Calculator& c, std::string_view text);
+// Cuts, folds and checks `text`, the text of the formula word `formula`, on a
+// new second chain; closes its open parentheses. Returns false when it found
+// an error (in gErr, gErrCode and ErrFirst; gErr names the formula, as the
+// place lies in its text), true otherwise.
+bool ScanFormulaText(Calculator& c, std::string_view text, std::string_view formula);
 
 // The formula stage's action on the variable whose name stands at `at`: a
 // plain one writes its value; a formula takes the number on its right into
@@ -32,9 +33,10 @@ struct FormulaWord {
 };
 FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly);
 
-// Puts the cells of a definition (its stored text) in the place of the word
-// at `at`, after `removed` operand cells went.
-using FormulaExpansion = void (*)(Reduction& r, int32_t at, int32_t removed, const std::string& text);
+// Puts the cells of a definition (the stored text of the formula word
+// `formula`) in the place of the word at `at`, after `removed` operand cells went.
+using FormulaExpansion = void (*)(Reduction& r, int32_t at, int32_t removed, const std::string& formula,
+                                  const std::string& text);
 
 // The rounds of the formula stage that the silent run and the calculation run
 // share: XVar and YVar go to 0; the first formula word from `belowLast` cells
