@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "calculator/shared_state.hpp"
 #include "chain/dna.hpp"
+#include "core/shared_state.hpp"
 #include "morvex/failure.hpp"
 #include "test_support.hpp"
 
@@ -29,7 +29,7 @@ std::string ResolveDepth(std::string row, bool depthAboveZero) {
 
 void ResetTemplate() {
   SharedState& g = Shared();
-  g.gNext = Cell();
+  g.gNext = SuccessorTemplate();
   g.gParenDepth = 0;
   g.gParenDepth2 = 0;
 }
@@ -72,16 +72,12 @@ TEST_F(ChainSuccessorTable, EachCodeWritesItsRowIntoTheTemplateAtEveryDepth) {
       SharedState& g = Shared();
       g.gNext.SetFlags(rc.code == 12 ? flag::All : 0);  // start away from the row
       g.gNext.StartNumber(depth);
-      g.gParenDepth = depth;
-      g.gParenDepth2 = depth;
       Cell cell;
       cell.NameStr(rc.code);
       EXPECT_EQ(cell.NameStr(), rc.code);
       EXPECT_EQ(FlagText(g.gNext.GetFlags()), ResolveDepth(rc.row, depth > 0));
-      // Only the parenthesis rows move the counters.
+      // Only the parenthesis rows move the depth.
       EXPECT_EQ(g.gNext.StartNumber(), depth);
-      EXPECT_EQ(g.gParenDepth, depth);
-      EXPECT_EQ(g.gParenDepth2, depth);
     }
   }
 }
@@ -129,14 +125,15 @@ TEST_F(ChainSuccessorTable, OpenParenthesisCountsFirstAndCloseParenthesisAfterIt
     SCOPED_TRACE("code " + std::to_string(tc.code) + " from depth " + std::to_string(tc.depthBefore));
     SharedState& g = Shared();
     g.gNext.StartNumber(tc.depthBefore);
-    g.gParenDepth = tc.depthBefore;
-    g.gParenDepth2 = static_cast<int16_t>(tc.depthBefore + 10);
+    g.gParenDepth = 5;
+    g.gParenDepth2 = 7;
     Cell cell;
     cell.NameStr(tc.code);
-    EXPECT_EQ(g.gNext.BEnd(), tc.bEnd);
+    EXPECT_EQ(g.gNext.Has(flag::BEnd), tc.bEnd);
     EXPECT_EQ(g.gNext.StartNumber(), tc.depthAfter);
-    EXPECT_EQ(g.gParenDepth, tc.depthAfter);
-    EXPECT_EQ(g.gParenDepth2, tc.depthAfter + 10);
+    // The scanner's counters are the scanner's: a code assigned leaves them.
+    EXPECT_EQ(g.gParenDepth, 5);
+    EXPECT_EQ(g.gParenDepth2, 7);
     const char* row = tc.code == 7 ? "11001101000011" : "11d00111111000";
     EXPECT_EQ(FlagText(g.gNext.GetFlags()), ResolveDepth(row, tc.bEnd));
   }
@@ -148,13 +145,13 @@ TEST_F(ChainSuccessorTable, NumberRowSeesTheDepthLeftByEarlierParentheses) {
   open.NameStr(TypeStart);
   Cell number;
   number.NameStr(TypeNumber);
-  EXPECT_TRUE(Shared().gNext.BEnd());
+  EXPECT_TRUE(Shared().gNext.Has(flag::BEnd));
   Cell close;
   close.NameStr(TypeEnd);
-  EXPECT_TRUE(Shared().gNext.BEnd());  // decided before the close parenthesis is counted
+  EXPECT_TRUE(Shared().gNext.Has(flag::BEnd));  // decided before the close parenthesis is counted
   number.NameStr(TypeNumber);
-  EXPECT_FALSE(Shared().gNext.BEnd());
-  EXPECT_EQ(Shared().gParenDepth, 0);
+  EXPECT_FALSE(Shared().gNext.Has(flag::BEnd));
+  EXPECT_EQ(Shared().gNext.StartNumber(), 0);
 }
 
 TEST(ChainCell, NewCellIsEmpty) {
@@ -361,8 +358,7 @@ TEST_F(ChainDna, SpliceRunsTheCodeAssignmentOfEveryCopiedCellInChainOrder) {
 
   SpliceChain(target, inserted, 2);
   EXPECT_EQ(test::Values(target), (std::vector<std::string>{"(", "(", ")"}));
-  EXPECT_EQ(Shared().gParenDepth, -1);
-  EXPECT_EQ(Shared().gParenDepth2, -1);
+  EXPECT_EQ(Shared().gNext.StartNumber(), -1);
   // The last copy was ")" from depth 0: its row, with BEnd false.
   EXPECT_EQ(FlagText(Shared().gNext.GetFlags()), "11000111111000");
 }
@@ -395,8 +391,8 @@ TEST_F(ChainDna, WholeChainCopyKeepsEverythingAndReplaysTheCodes) {
     EXPECT_EQ(copy.Item(i).GetFlags(), flag::BSign);
   }
   EXPECT_EQ(copy.Item(2).KeyVal(), "v");
-  EXPECT_EQ(Shared().gParenDepth, 2);
-  EXPECT_TRUE(Shared().gNext.BEnd());  // the number row at depth 2
+  EXPECT_EQ(Shared().gNext.StartNumber(), 2);
+  EXPECT_TRUE(Shared().gNext.Has(flag::BEnd));  // the number row at depth 2
 }
 
 }  // namespace

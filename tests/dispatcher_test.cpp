@@ -4,7 +4,7 @@
 // golden/dispatcher.session.
 #include <gtest/gtest.h>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "test_support.hpp"
 #include "variables/formula_stage.hpp"
 

@@ -12,7 +12,7 @@
 #include <chrono>
 #include <thread>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "scanner/scanner.hpp"
 #include "test_support.hpp"
 #include "variables/formula_stage.hpp"

@@ -4,7 +4,7 @@
 // golden/formulas.session.
 #include <gtest/gtest.h>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "evaluation/silent_run.hpp"
 #include "test_support.hpp"
 

@@ -73,7 +73,7 @@
 #include <string>
 #include <vector>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "morvex/morvex.hpp"
 #include "test_support.hpp"
 

@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "test_support.hpp"
 
 namespace morvex {

@@ -8,10 +8,11 @@
 #include <algorithm>
 #include <random>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "scanner/classify.hpp"
 #include "scanner/scanner.hpp"
 #include "test_support.hpp"
+#include "variables/formula_stage.hpp"
 
 namespace morvex {
 namespace {

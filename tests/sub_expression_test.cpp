@@ -5,7 +5,7 @@
 // golden/events.session.
 #include <gtest/gtest.h>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "run/sub_expression_run.hpp"
 #include "test_support.hpp"
 

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "calculator/calculator.hpp"
 #include "morvex/morvex.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex::test {
 

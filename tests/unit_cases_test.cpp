@@ -22,17 +22,17 @@
 #include <string>
 #include <vector>
 
-#include "calculator/errors.hpp"
-#include "calculator/shared_state.hpp"
+#include "core/errors.hpp"
+#include "core/shared_state.hpp"
 #include "evaluation/function_words.hpp"
-#include "evaluation/silent_run.hpp"
 #include "evaluation/number_text.hpp"
-#include "scanner/classify.hpp"
+#include "evaluation/silent_run.hpp"
 #include "run/calculation_run.hpp"
 #include "run/sub_expression_run.hpp"
+#include "scanner/classify.hpp"
 #include "scanner/scanner.hpp"
-#include "variables/formula_stage.hpp"
 #include "test_support.hpp"
+#include "variables/formula_stage.hpp"
 
 namespace morvex {
 namespace {

@@ -1,11 +1,11 @@
 // The public class: properties over the calculator's fields, and the doors
 // into its subsystems.
-#include "calculator/calculator.hpp"
 #include "calculator/line_dispatcher.hpp"
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 #include "files/function_listing.hpp"
 #include "files/line_files.hpp"
 #include "platform/file_system.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex {
 
@@ -43,9 +43,9 @@ void clsMorvex::ErrDescription(std::string value) { impl_->ErrDescription = std:
 
 void clsMorvex::LoadHText() {
   std::string none;
-  detail::LoadHText(*impl_, none);
+  detail::LoadHText(*impl_, none, detail::Calculate);
 }
-void clsMorvex::LoadHText(std::string& Path) { detail::LoadHText(*impl_, Path); }
+void clsMorvex::LoadHText(std::string& Path) { detail::LoadHText(*impl_, Path, detail::Calculate); }
 
 int16_t clsMorvex::ErrNumber() const { return impl_->ErrNumber; }
 void clsMorvex::ErrNumber(int16_t value) { impl_->ErrNumber = value; }
@@ -70,7 +70,7 @@ void clsMorvex::Initialize() {
   SharedState& g = Shared();
   g.gErr = CErrOcur();
   impl_->SetUpVariableTable();
-  g.gNext = Cell();
+  g.gNext = SuccessorTemplate();
   g.gAngle = DNAProp();
   impl_->Initialized = true;
 }

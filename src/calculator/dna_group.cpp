@@ -1,6 +1,6 @@
 // DNAGroup: an ordered keyed collection of calculator records.
-#include "calculator/errors.hpp"
-#include "chain/text_case.hpp"
+#include "core/errors.hpp"
+#include "core/text_case.hpp"
 #include "morvex/morvex.hpp"
 
 namespace morvex {

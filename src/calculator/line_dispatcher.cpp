@@ -3,12 +3,12 @@
 // assignment every plain user variable is computed again from its stored chain.
 #include "calculator/line_dispatcher.hpp"
 
-#include "calculator/shared_state.hpp"
-#include "chain/text_case.hpp"
+#include "calculator/scan_and_detect.hpp"
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
 #include "files/script_path.hpp"
-#include "scanner/scanner.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -136,7 +136,7 @@ void RunExpression(Calculator& c, std::string& TText, Statements& run) {
   });
   run([&] { c.StringVariable = c.StringVariable + std::string(kLineBreak) + g.gReport.StrVariable; });
   run([&] { CopyErrorProperties(c, TText); });
-  run([&] { HostTurn(c); });
+  run([&] { c.RaiseHostTurn(); });
 }
 
 // After a plain assignment every plain user variable is computed again from
@@ -155,7 +155,7 @@ void RecalculateVariables(Calculator& c) {
   } clearFlag{g};
   const std::string ansText = NumberToText(c.Ans().Value);
   const int32_t count = c.Variables.Count();
-  for (int32_t i = 4; i <= count; ++i) {
+  for (int32_t i = var_index::FirstUser; i <= count; ++i) {
     try {
       Class1& variable = c.Variables.Item(i);
       if (variable.TypeVar == var_type::Plain) {
@@ -175,10 +175,6 @@ void RecalculateVariables(Calculator& c) {
 
 }  // namespace
 
-void HostTurn(const Calculator& c) {
-  if (c.Events.HostTurn) c.Events.HostTurn();
-}
-
 std::string Calculate(Calculator& c, std::string& TText) {
   if (!c.Initialized) Fail(failure_code::ObjectNotSet, "the calculator is used before Initialize");
   SharedState& g = Shared();
@@ -189,7 +185,7 @@ std::string Calculate(Calculator& c, std::string& TText) {
   if (ScriptFileExists(c)) {
     run.ResumeOnFailure();
     std::string scriptResult;
-    run([&] { scriptResult = RunScriptLine(c, TText); });
+    run([&] { scriptResult = RunScriptLine(c, TText, Calculate); });
     if (!g.gScriptDeclined || !scriptResult.empty()) {
       TakeScriptResult(c, TText, scriptResult, run);
       return result;  // a script call answers through OutString alone

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "chain/cell_text.hpp"
+#include "core/successor_flags.hpp"
 
 namespace morvex {
 
@@ -48,34 +49,12 @@ enum TypeCode : int16_t {
   TypeVariable = 99,
 };
 
-// The fourteen successor flags, as bits of one word.
-using Flags = uint16_t;
-namespace flag {
-inline constexpr Flags BNumber = 1u << 0;
-inline constexpr Flags BFirst = 1u << 1;
-inline constexpr Flags BOper = 1u << 2;
-inline constexpr Flags BSign = 1u << 3;
-inline constexpr Flags BPower = 1u << 4;
-inline constexpr Flags BLast = 1u << 5;
-inline constexpr Flags BStart = 1u << 6;
-inline constexpr Flags BEnd = 1u << 7;
-inline constexpr Flags BFunction = 1u << 8;
-inline constexpr Flags BPlus = 1u << 9;
-inline constexpr Flags BAns = 1u << 10;
-inline constexpr Flags BExtra = 1u << 11;
-inline constexpr Flags BChar = 1u << 12;
-inline constexpr Flags BPowerNum = 1u << 13;
-inline constexpr Flags All = (1u << 14) - 1;
-// The pattern that callers pass to Add when they go on to overwrite the flags.
-inline constexpr Flags AddPattern = BFirst | BSign | BLast | BEnd | BChar | BPowerNum;
-}  // namespace flag
-
 class Cell {
  public:
   Cell() = default;
 
   // Assigning the type code stores it and writes the code's successor row into
-  // the shared template gNext (with the parenthesis bookkeeping of codes 7, 8).
+  // the shared template gNext (with the depth bookkeeping of codes 7, 8).
   void NameStr(int16_t code);
   int16_t NameStr() const noexcept { return nameStr_; }
   // Stores a code without touching the template: for a copy whose assignment

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "calculator/errors.hpp"
 #include "chain/successor_table.hpp"
-#include "chain/text_case.hpp"
+#include "core/errors.hpp"
+#include "core/text_case.hpp"
 
 namespace morvex {
 

@@ -1,6 +1,6 @@
 #include "chain/successor_table.hpp"
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 
 namespace morvex {
 namespace {
@@ -61,15 +61,11 @@ void WriteSuccessorRow(int16_t code) {
   SharedState& g = Shared();
   if (code == TypeStart) {
     g.gNext.StartNumber(CheckedInt16(g.gNext.StartNumber() + 1));
-    g.gParenDepth = CheckedInt16(g.gParenDepth + 1);
-    g.gParenDepth2 = CheckedInt16(g.gParenDepth2 + 1);
   }
   Flags row = 0;
   if (SuccessorRow(code, g.gNext.StartNumber() > 0, row)) g.gNext.SetFlags(row);
   if (code == TypeEnd) {
     g.gNext.StartNumber(CheckedInt16(g.gNext.StartNumber() - 1));
-    g.gParenDepth = CheckedInt16(g.gParenDepth - 1);
-    g.gParenDepth2 = CheckedInt16(g.gParenDepth2 - 1);
   }
 }
 

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <string>
 
-#include "calculator/calculator.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex::detail {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "calculator/calculator.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex::detail {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "calculator/calculator.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex::detail {
 

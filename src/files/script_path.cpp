@@ -8,12 +8,11 @@
 
 #include <vector>
 
-#include "calculator/line_dispatcher.hpp"
-#include "calculator/nesting.hpp"
-#include "calculator/shared_state.hpp"
+#include "core/nesting.hpp"
+#include "core/shared_state.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
-#include "files/fast_text_stream.hpp"
+#include "files/line_files.hpp"
 #include "platform/file_system.hpp"
 #include "platform/script/script_control.hpp"
 
@@ -32,17 +31,8 @@ constexpr int32_t kMaxParameters = 12;
 std::string ReadScriptText(const std::string& path) {
   FastTextStream stream;
   stream.OpenTextFileForReading(path);
-  const int32_t total = stream.NumberOfBufferLines();
   std::string text;
-  int32_t count = 0;
-  for (;;) {
-    if (stream.AtEndOfFile()) break;
-    ++count;
-    if (count == total - 1) break;
-    text += stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine()));
-    stream.ReadLine();
-    if (stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine())) == FastTextStream::LineOutOfBoundsText) break;
-  }
+  WalkLineFile(stream, [&](int16_t, int16_t) { text += CurrentLine(stream); });
   return text;
 }
 
@@ -84,19 +74,19 @@ std::vector<std::string> CutArguments(std::string arguments, int32_t k) {
   return parameters;
 }
 
-std::string CalculateText(Calculator& c, std::string line) { return Calculate(c, line); }
+std::string CalculateText(Calculator& c, LineCalculation calculate, std::string line) { return calculate(c, line); }
 
 // Computes each argument as a line; Ans is put back between the arguments. An
 // argument that gives no value but leaves trailing text (a quoted string)
 // reaches the script as that text.
-std::string ComputeArguments(Calculator& c, std::vector<std::string>& parameters) {
+std::string ComputeArguments(Calculator& c, LineCalculation calculate, std::vector<std::string>& parameters) {
   const int32_t k = static_cast<int32_t>(parameters.size());
   std::string saved;
   for (int32_t i = 1; i <= k; ++i) {
     c.RaiseVBSProgress(static_cast<double>(i) / (k + 1));
-    saved = CalculateText(c, i == 1 ? std::string("Ans") : saved);
+    saved = CalculateText(c, calculate, i == 1 ? std::string("Ans") : saved);
     std::string& parameter = parameters[static_cast<size_t>(i - 1)];
-    parameter = CalculateText(c, parameter);
+    parameter = CalculateText(c, calculate, parameter);
     if (parameter.empty() && !c.Expression.empty()) parameter = c.Expression;
   }
   c.RaiseVBSProgress(1.0);
@@ -107,7 +97,7 @@ bool IsNumberText(const std::string& result) {
   return !result.empty() && NumberToText(ReadNumber(result)) == result;
 }
 
-std::string RunCall(Calculator& c, const std::string& text) {
+std::string RunCall(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();
   const std::string path = platform::JoinPath(c.ProgramFolder, kScriptFile);
   if (!platform::FileExists(path)) Refuse("no script file");
@@ -128,7 +118,7 @@ std::string RunCall(Calculator& c, const std::string& text) {
   std::string tail;
   if (k > 0) {
     parameters = CutArguments(call.arguments, k);
-    saved = ComputeArguments(c, parameters);
+    saved = ComputeArguments(c, calculate, parameters);
     tail = text;
   } else {
     c.RaiseVBSProgress(0.5);
@@ -137,11 +127,11 @@ std::string RunCall(Calculator& c, const std::string& text) {
   const std::string result = engine.Run(procedure.Name(), parameters);
 
   if (IsNumberText(result)) {
-    saved = CalculateText(c, result);  // the result becomes Ans
+    saved = CalculateText(c, calculate, result);  // the result becomes Ans
     const size_t equals = tail.find('=');
-    if (equals != std::string::npos) CalculateText(c, saved + tail.substr(equals));
+    if (equals != std::string::npos) CalculateText(c, calculate, saved + tail.substr(equals));
   } else {
-    CalculateText(c, saved);  // Ans as it was
+    CalculateText(c, calculate, saved);  // Ans as it was
   }
   if (k == 0) c.RaiseVBSProgress(1.0);
   return result;
@@ -151,11 +141,11 @@ std::string RunCall(Calculator& c, const std::string& text) {
 
 bool ScriptFileExists(const Calculator& c) { return platform::FileExists(platform::JoinPath(c.ProgramFolder, kScriptFile)); }
 
-std::string RunScriptLine(Calculator& c, const std::string& text) {
+std::string RunScriptLine(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();
   g.gScriptDeclined = false;
   try {
-    return RunCall(c, text);
+    return RunCall(c, text, calculate);
   } catch (const Failure& failure) {
     if (IsFatal(failure)) throw;
     g.gScriptDeclined = true;  // every failure takes the one quiet road

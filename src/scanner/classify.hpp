@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "variables/variable_table.hpp"
+#include "core/variable_table.hpp"
 
 namespace morvex {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "chain/dna.hpp"
-#include "variables/variable_table.hpp"
+#include "core/variable_table.hpp"
 
 namespace morvex::detail {
 

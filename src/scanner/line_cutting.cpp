@@ -1,11 +1,9 @@
 // Line cutting: the line becomes one cell per character; the expression ends
 // at the first equals sign or the first space, a target name may follow the
 // equals sign, and what stands behind goes to the trailing text.
-#include "calculator/shared_state.hpp"
-#include "files/line_files.hpp"
+#include "core/shared_state.hpp"
 #include "scanner/classify.hpp"
 #include "scanner/scanner.hpp"
-#include "variables/formula_stage.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -100,31 +98,6 @@ void CutLine(Calculator& c, std::string_view text) {
 
   if (cut != endPosition) AppendEndText(JoinValues(chain, spacePosition + 1, endPosition - 1));
   while (chain.Count() >= cut) chain.Remove(chain.Count());
-}
-
-bool RunFormulaStage(Calculator& c) {
-  if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value() == " ") return false;
-  SortVariables(c);
-  MarkVariables(c);
-  std::string fileName = FindFormulaFile(c);
-  if (!fileName.empty()) {
-    std::string path = FormulaFilePath(c, fileName);
-    LoadHText(c, path);
-    return true;
-  }
-  ResolveUnknownWords(c);
-  SortVariables(c);
-  MarkVariables(c);
-  return false;
-}
-
-void ScanAndDetect(Calculator& c, std::string_view text) {
-  if (text.empty()) return;
-  CutLine(c, text);
-  if (RunFormulaStage(c)) return;
-  FoldChain(c);
-  DetectChain(c);
-  HandOver(c);
 }
 
 }  // namespace morvex::detail

@@ -4,11 +4,17 @@
 // words are put to the host.
 #pragma once
 
+#include <optional>
 #include <string>
 
-#include "calculator/calculator.hpp"
+#include "workspace/calculator.hpp"
 
 namespace morvex::detail {
+
+// The formula stage of a scan. When the whole line names a formula file, the
+// chain is that name alone and the result is the file's path for the caller to
+// run (a path of "" is the start-up file); otherwise there is no result.
+std::optional<std::string> RunFormulaStage(Calculator& c);
 
 // Rebuilds gSortedVariables: the user variable names, longest first, names of
 // equal length in table order.

@@ -1,9 +1,14 @@
-// Hand-over: the checked chain is echoed, its commas go, the target's kind is
+// ScanAndDetect runs the stages of a line in order. Its last stage, the
+// hand-over: the checked chain is echoed, its commas go, the target's kind is
 // decided, the silent run tries the line on a saved copy, the target variable
 // gets its stored chain, and the loud run gives the result text.
-#include "calculator/shared_state.hpp"
+#include "calculator/scan_and_detect.hpp"
+
+#include "calculator/line_dispatcher.hpp"
+#include "core/shared_state.hpp"
 #include "evaluation/reduction.hpp"
 #include "evaluation/silent_run.hpp"
+#include "files/line_files.hpp"
 #include "run/calculation_run.hpp"
 #include "scanner/folding.hpp"
 #include "scanner/scanner.hpp"
@@ -121,6 +126,18 @@ void HandOver(Calculator& c) {
     return;
   }
   CollectError(c);
+}
+
+void ScanAndDetect(Calculator& c, std::string_view text) {
+  if (text.empty()) return;
+  CutLine(c, text);
+  if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
+    LoadHText(c, *formulaFile, Calculate);
+    return;
+  }
+  FoldChain(c);
+  DetectChain(c);
+  HandOver(c);
 }
 
 }  // namespace morvex::detail

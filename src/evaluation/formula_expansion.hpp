@@ -1,22 +1,15 @@
-// The scan of a formula's stored text onto the second chain: the line scanner
-// without a line around it (no target, no trailing text, no end marker, no
-// formula stage), with passes and neighbour tests of its own.
+// The formula words of a range: finding them, taking their operands into XVar
+// and YVar, and the rounds that put their definitions in their place, shared
+// by the silent run and the calculation run.
 #pragma once
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "evaluation/reducer.hpp"
 #include "evaluation/reduction.hpp"
 
 namespace morvex::detail {
-
-// Cuts, folds and checks `text`, the text of the formula word `formula`, on a
-// new second chain; closes its open parentheses. Returns false when it found
-// an error (in gErr, gErrCode and ErrFirst; gErr names the formula, as the
-// place lies in its text), true otherwise.
-bool ScanFormulaText(Calculator& c, std::string_view text, std::string_view formula);
 
 // The formula stage's action on the variable whose name stands at `at`: a
 // plain one writes its value; a formula takes the number on its right into

@@ -5,8 +5,8 @@
 
 #include <string_view>
 
-#include "calculator/errors.hpp"
-#include "calculator/shared_state.hpp"
+#include "core/errors.hpp"
+#include "core/shared_state.hpp"
 
 namespace morvex::detail {
 

@@ -1,8 +1,8 @@
-#include "calculator/errors.hpp"
+#include "core/errors.hpp"
 
 #include <array>
 
-#include "calculator/shared_state.hpp"
+#include "core/shared_state.hpp"
 
 namespace morvex {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "chain/dna.hpp"
+#include "core/variable_table.hpp"
 #include "morvex/morvex.hpp"
-#include "variables/variable_table.hpp"
 
 namespace morvex::detail {
 
@@ -58,6 +58,10 @@ class Calculator {
   void RaiseWait() const {
     if (Events.Wait) Events.Wait();
   }
+  // Gives the host's event loop a turn.
+  void RaiseHostTurn() const {
+    if (Events.HostTurn) Events.HostTurn();
+  }
   void RaiseProgress(double percent) const {
     if (Events.Progress) Events.Progress(percent);
   }
@@ -87,10 +91,15 @@ class Calculator {
   void ResizeVariableChains();
   // Sets up Ans, XVar, YVar and their chains.
   void SetUpVariableTable();
-  Class1& Ans() { return Variables.Item(1); }
-  Class1& XVar() { return Variables.Item(2); }
-  Class1& YVar() { return Variables.Item(3); }
+  Class1& Ans() { return Variables.Item(var_index::Ans); }
+  Class1& XVar() { return Variables.Item(var_index::XVar); }
+  Class1& YVar() { return Variables.Item(var_index::YVar); }
 };
+
+// The line dispatcher, as the files and the script path call it back for each
+// line they run: the top layer hands it down, so that nothing below it
+// depends on the dispatcher.
+using LineCalculation = std::string (*)(Calculator& c, std::string& line);
 
 // The one-cell chain of a value, as the table keeps for a prompted variable.
 dna MakeValueChain(std::string_view valueText);

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "calculator/errors.hpp"
-#include "chain/cell.hpp"
-#include "variables/variable_table.hpp"
+#include "core/errors.hpp"
+#include "core/successor_flags.hpp"
+#include "core/variable_table.hpp"
 
 namespace morvex {
 
@@ -24,15 +24,15 @@ struct DNAProp {
 };
 
 struct SharedState {
-  Cell gNext;                    // the successor template; StartNumber is the depth
+  SuccessorTemplate gNext;       // the successor template; StartNumber is the depth
   DNAProp gAngle;                // the angle unit
   CErrOcur gErr;                 // the current error
   Report gReport;                // side texts of the line
   int32_t gErrCode = 0;          // the number of the error found
   int16_t gCharClass = 0;        // the last class of ClassifyChar; never reset
   std::string gEndText;          // the trailing text of the line
-  int16_t gParenDepth = 0;       // parenthesis counter of the main scanner
-  int16_t gParenDepth2 = 0;      // its twin, read by the sub-expression scanners
+  int16_t gParenDepth = 0;       // open parentheses the scanner counted in its last balance
+  int16_t gParenDepth2 = 0;      // its twin, read by the scan of a formula's text
   bool gFoundVariable = false;   // a variable was met in this run
   bool gRecalculate = false;     // recompute plain variables after this line
   bool gPowerRewritten = false;  // a word power was rewritten in this cycle

@@ -1,7 +1,7 @@
-#include "variables/variable_table.hpp"
+#include "core/variable_table.hpp"
 
-#include "calculator/errors.hpp"
-#include "chain/text_case.hpp"
+#include "core/errors.hpp"
+#include "core/text_case.hpp"
 
 namespace morvex {
 

@@ -1,0 +1,93 @@
+#include "evaluation/formula_expansion.hpp"
+
+#include <algorithm>
+
+#include "core/shared_state.hpp"
+#include "core/text_case.hpp"
+#include "evaluation/number_text.hpp"
+
+namespace morvex::detail {
+
+FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly) {
+  const VariableString& variables = r.c.Variables;
+  for (int32_t i = std::min(top, r.chain.Count()); i >= r.first + 1; --i) {
+    for (int32_t k = var_index::FirstUser; k <= variables.Count(); ++k) {
+      const Class1& variable = variables.Item(k);
+      if (formulasOnly && variable.TypeVar <= var_type::Plain) continue;
+      if (EqualsIgnoreCase(variable.Key, r.chain[i].Value())) return {i, k};
+    }
+  }
+  return {};
+}
+
+StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansion expand) {
+  Calculator& c = r.c;
+  ExpansionBudget budget(r.chain.Count());
+  for (;;) {
+    c.XVar().Value = 0;
+    c.YVar().Value = 0;
+    FormulaWord word = FindFormulaWord(r, r.last - belowLast, false);
+    if (word.at == 0) return StageOutcome::Nothing;
+    const Class1& variable = c.Variables.Item(word.variable);
+    const int32_t removed = TakeOperands(r, word.at, variable);
+    budget.Spend();
+    expand(r, word.at, removed, variable.Key, c.StoredChain(word.variable).Join());
+  }
+}
+
+void ExpansionBudget::Spend() {
+  if (++spent_ > limit_) {
+    Fail(failure_code::OutOfStackSpace,
+         "out of stack space: formula words expanded more than " + std::to_string(limit_) +
+             " times in one line (a definition that names itself?)");
+  }
+}
+
+int32_t TakeOperands(Reduction& r, int32_t& at, const Class1& variable) {
+  Calculator& c = r.c;
+  dna& chain = r.chain;
+  int32_t removed = 0;
+  auto takeRight = [&] {
+    if (at != chain.Count() && chain[at + 1].NameStr() == TypeNumber) {
+      c.XVar().Value = ReadNumberStrict(chain[at + 1].Value());
+      chain.Remove(at + 1);
+      ++removed;
+    } else {
+      c.XVar().Value = 0;
+    }
+  };
+  auto takeLeft = [&] {
+    if (at > 1 && chain[at - 1].NameStr() == TypeNumber) {
+      c.YVar().Value = ReadNumberStrict(chain[at - 1].Value());
+      chain.Remove(at - 1);
+      --at;
+      ++removed;
+    } else {
+      c.YVar().Value = 0;
+    }
+  };
+  switch (variable.TypeVar) {
+    case var_type::Plain: {
+      r.Notify(1, at);
+      NumberText value = FormatNumber(variable.Value);
+      chain[at].Value(value.view());
+      chain[at].NameStr(TypeNumber);
+      break;
+    }
+    case var_type::FormulaX:
+      takeRight();
+      break;
+    case var_type::FormulaY:
+      takeLeft();
+      break;
+    case var_type::FormulaXY:
+      takeRight();
+      takeLeft();
+      break;
+    default:
+      break;
+  }
+  return removed;
+}
+
+}  // namespace morvex::detail
