@@ -6,10 +6,21 @@
 // While a line is reduced the object raises events (Change, Change2, ...) that
 // tell which characters of DNAString each step consumes and produces.
 //
-// Threading: the state that calculators share (the successor template, the
-// angle unit, the current error, ...) is kept per thread. Within one thread all
-// calculators share it and must not compute at the same time; a host may run
-// one calculator per thread.
+// Threading: the state that calculators share is kept per thread. A host may
+// run one calculator per thread, all at once; nothing passes between threads.
+// Within one thread all calculators (nested ones included) share it, and must
+// not compute at the same time. What one calculator's line leaves there for
+// another on the same thread:
+//  - the angle unit: RADIANS or DEGREES on one calculator, and Initialize on
+//    any (also the nested calculator of a formula inside a formula), set it
+//    for every calculator of the thread;
+//  - the class of the last character read: a character of no class of its own
+//    (a blank, "%", ...) at the start of a line takes it;
+//  - the sequence of the script's Rnd.
+// The rest is scratch state of a line, which each line sets before it reads
+// it (the current error and report, the successor template, counters and
+// flags of a run, the nesting depth), and caches that are rebuilt when they
+// no longer fit (names sorted by length, folder listings, compiled scripts).
 //
 // Decisions where the calculator's rules leave a choice:
 //  - Calculate before Initialize fails with Failure code 91 (ObjectNotSet).
