@@ -129,14 +129,16 @@ TEST(Threads, CalculatorsOnOneThreadShareTheAngleUnitAndNoOtherThreadDoes) {
   EXPECT_EQ(second.m.AngleUnit(), "Radian");
   EXPECT_EQ(second.Out("Sin(PI/2)"), "1");
 
+  // A calculator made on another thread starts in degrees (its Initialize
+  // resets the unit of its own thread only), and its DEG stays there.
   std::string elsewhere;
   std::thread([&] {
     test::Calc other;
-    elsewhere = other.m.AngleUnit() + " " + other.Out("Sin(90)");
-    other.Out("RAD");
+    elsewhere = other.m.AngleUnit() + " " + other.Out("Sin(90)") + " " + other.Out("DEG");
   }).join();
-  EXPECT_EQ(elsewhere, "Degree 1");
-  EXPECT_EQ(first.m.AngleUnit(), "Radian");  // the other thread's RAD stayed there
+  EXPECT_EQ(elsewhere, "Degree 1 OK");
+  EXPECT_EQ(first.m.AngleUnit(), "Radian");
+  EXPECT_EQ(second.Out("Sin(PI/2)"), "1");
 
   test::Calc third;  // Initialize resets the unit of the thread
   EXPECT_EQ(first.m.AngleUnit(), "Degree");
