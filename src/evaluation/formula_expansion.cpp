@@ -28,10 +28,11 @@ StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansio
     c.YVar().Value = 0;
     FormulaWord word = FindFormulaWord(r, r.last - belowLast, false);
     if (word.at == 0) return StageOutcome::Nothing;
-    const Class1& variable = c.Variables.Item(word.variable);
-    const int32_t removed = TakeOperands(r, word.at, variable);
+    const int32_t removed = TakeOperands(r, word.at, c.Variables.Item(word.variable));
     budget.Spend();
-    expand(r, word.at, removed, variable.Key, c.StoredChain(word.variable).Join());
+    // A copy of the name: the expansion runs lines that may grow tables.
+    const std::string name = c.Variables.Item(word.variable).Key;
+    expand(r, word.at, removed, name, c.StoredChain(word.variable).Join());
   }
 }
 
