@@ -116,9 +116,9 @@ TEST(CliStepView, EventsBecomeRowsOfWorkedArithmetic) {
       {"a quiet change makes no row",
        {{"(Sin30)^2", 2, 5}, {"(0.5)^2", 2, 3}, {"0.5^2", 1, 5}, {"0.25", 1, 4}},
        "  ([Sin30])^2 -> ([0.5])^2\n  [0.5^2] -> [0.25]\n"},
-      {"an after event wider than the change", {{"Sin^230", 1, 5}, {"(Sin30)^2", 2, 5}, {"(Sin30)^2", 1, 7},
-                                                {"(Sin30)^2", 2, 5}, {"(0.5)^2", 2, 3}},
-       "  [Sin^230] -> [(Sin30)^2]\n  ([Sin30])^2 -> ([0.5])^2\n"},
+      {"an after event that names part of what was produced",
+       {{"Sin^230", 1, 5}, {"(Sin30)^2", 2, 5}, {"0.5^2", 1, 5}, {"0.25", 1, 4}},
+       "  [Sin^230] -> [(Sin30)^2]\n  [0.5^2] -> [0.25]\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -377,11 +377,14 @@ TEST(CliJson, RecordsAreWrittenExactly) {
 // parentheses writes some hundred megabytes of events; they go out as they
 // come, and the host's memory stays that of one line.
 TEST(CliJson, EventsStreamInTheMemoryOfOneLine) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine";
+#endif
   TempFolder folder;
   const std::string line = std::string(5000, '(') + "1" + std::string(5000, ')') + "\n";
   const CliRun run = RunCli({"--json", "--no-startup", "--folder", folder.str()}, line, false, 120);
   EXPECT_EQ(run.exitCode, 0) << run.err;
-  EXPECT_LT(run.peakKilobytes, 150 * 1024) << "peak resident size in kB";
+  EXPECT_LT(run.peakKilobytes, 40 * 1024) << "peak resident size in kB";
 }
 
 TEST(CliJson, HostCommandsPrintRecordsToo) {

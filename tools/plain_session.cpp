@@ -118,20 +118,14 @@ void PlainSession::AskForValue(std::string& num) {
   std::string answer;
   if (!input_.ReadLine("value of " + word + "? ", answer)) Write("\n");
   num = answer;
-  if (num.empty()) {
-    text_.assign(palette_.note).append("no value given: ").append(word).append(" stays an unknown word");
-    text_.append(palette_.colour ? palette_.reset : "").append("\n");
-    Write(text_);
-  }
+  if (num.empty()) Write(StyledLine("no value given: " + word + " stays an unknown word", palette_.note, palette_));
 }
 
 void PlainSession::ShowLineStep(StepRow&& row) {
   ClearProgress();
   if (lineTurnTaken_ && !recalculationHeadShown_) {
     recalculationHeadShown_ = true;
-    text_.assign("  ").append(palette_.dim).append("the variables computed again:");
-    text_.append(palette_.colour ? palette_.reset : "").append("\n");
-    Write(text_);
+    Write("  " + StyledLine("the variables computed again:", palette_.dim, palette_));
   }
   Write(FormatStepRow(row, palette_, Width()));
   for (const StepRow& formulaRow : formulaRows_) Write(FormatStepRow(formulaRow, palette_, Width()));
@@ -203,19 +197,16 @@ void PlainSession::Report(const LineOutcome& outcome) {
   ClearProgress();
   FinishSteps();
   if (outcome.failure) {
-    text_.assign(palette_.error);
-    if (outcome.failure->fromLibrary) text_.append("failure ").append(IntegerText(outcome.failure->code)).append(": ");
-    text_.append(outcome.failure->message).append(palette_.colour ? palette_.reset : "").append("\n");
-    Write(text_);
+    const FailureInfo& failure = *outcome.failure;
+    const std::string prefix = failure.fromLibrary ? "failure " + IntegerText(failure.code) + ": " : "";
+    Write(StyledLine(prefix + failure.message, palette_.error, palette_));
   } else if (outcome.command.kind == CommandKind::None) {
     ReportCalculation();
   } else {
     ReportCommand(outcome);
   }
   if (!calculator_.ScriptFailure().empty()) {
-    text_.assign(palette_.note).append("note: ").append(calculator_.ScriptFailure());
-    text_.append(palette_.colour ? palette_.reset : "").append("\n");
-    Write(text_);
+    Write(StyledLine("note: " + calculator_.ScriptFailure(), palette_.note, palette_));
   }
 }
 
@@ -247,33 +238,26 @@ void PlainSession::ReportCalculation() {
 // holds the error. Error 13 (a step that cannot be done) has no position: the
 // carets go under the part that failed where the line shows it.
 void PlainSession::ReportError(int16_t number) {
-  const std::string_view reset = palette_.colour ? palette_.reset : "";
-  std::string shown;
+  std::string shown = calculator_.InString();
   int first = calculator_.ErrFirst();
   int length = std::max<int>(calculator_.ErrLength(), 1);
+  std::string description = calculator_.ErrDescription();
   text_.clear();
   if (number == 13) {
-    shown = calculator_.InString();
-    const std::size_t at = calculator_.OutString().empty() ? std::string::npos : shown.find(calculator_.OutString());
-    first = at == std::string::npos ? 0 : static_cast<int>(at);
-    length = at == std::string::npos ? 0 : static_cast<int>(calculator_.OutString().size());
+    const std::string& failed = calculator_.OutString();
+    const std::size_t at = failed.empty() ? std::string::npos : shown.find(failed);
+    first = static_cast<int>(at == std::string::npos ? 0 : at);
+    length = static_cast<int>(at == std::string::npos ? 0 : failed.size());
+    if (description.empty()) description = "cannot be computed";
   } else if (!calculator_.ErrFormula().empty()) {
     shown = calculator_.DNAString2();
     text_.append("in the formula of ").append(calculator_.ErrFormula()).append(":\n");
-  } else {
-    shown = calculator_.InString();
   }
   text_.append(shown).append("\n");
   const std::string marker = CaretMarker(shown, first, length);
-  if (!marker.empty()) text_.append(palette_.error).append(marker).append(reset).append("\n");
-  text_.append(palette_.error).append("error ").append(IntegerText(number)).append(": ");
-  if (!calculator_.ErrDescription().empty()) {
-    text_.append(calculator_.ErrDescription());
-  } else if (number == 13) {
-    text_.append("cannot be computed");
-  }
-  text_.append(reset).append("\n");
-  if (!calculator_.Expression().empty()) text_.append(palette_.note).append(calculator_.Expression()).append(reset).append("\n");
+  if (!marker.empty()) text_ += StyledLine(marker, palette_.error, palette_);
+  text_ += StyledLine("error " + IntegerText(number) + ": " + description, palette_.error, palette_);
+  if (!calculator_.Expression().empty()) text_ += StyledLine(calculator_.Expression(), palette_.note, palette_);
   Write(text_);
 }
 

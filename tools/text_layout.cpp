@@ -34,6 +34,13 @@ Palette Palette::Colour() {
   return palette;
 }
 
+std::string StyledLine(std::string_view text, std::string_view style, const Palette& palette) {
+  std::string line;
+  AppendStyled(line, text, style, palette);
+  line += '\n';
+  return line;
+}
+
 void AppendMarked(std::string& out, std::string_view text, const Span& span, std::string_view style,
                   const Palette& palette) {
   const std::size_t begin = std::min(span.begin, text.size());

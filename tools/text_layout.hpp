@@ -20,6 +20,9 @@ struct Palette {
   static Palette Colour();
 };
 
+// `text` in `style` (nothing in plain mode), ended by a line break.
+std::string StyledLine(std::string_view text, std::string_view style, const Palette& palette);
+
 // Writes `text` with `span` set off: in colour with `style`, else in brackets.
 void AppendMarked(std::string& out, std::string_view text, const Span& span, std::string_view style,
                   const Palette& palette);
