@@ -6,6 +6,22 @@
 #include "function_words.hpp"
 
 namespace morvex::cli {
+namespace {
+
+// The options that take no value and turn something on.
+bool Options::*FlagNamed(std::string_view name) {
+  static constexpr std::pair<std::string_view, bool Options::*> kFlags[] = {
+      {"--json", &Options::json},           {"--steps", &Options::steps},     {"--no-startup", &Options::noStartup},
+      {"--no-history", &Options::noHistory}, {"--version", &Options::version}, {"--help", &Options::help},
+      {"-h", &Options::help},
+  };
+  for (const auto& [flagName, flag] : kFlags) {
+    if (flagName == name) return flag;
+  }
+  return nullptr;
+}
+
+}  // namespace
 
 std::optional<std::string> Options::AnswerFor(std::string_view word) const {
   for (auto it = answers.rbegin(); it != answers.rend(); ++it) {
@@ -63,24 +79,9 @@ ParseResult ParseCommandLine(std::span<const char* const> args) {
         return result;
       }
       options.answers.emplace_back(pair.substr(0, eq), pair.substr(eq + 1));
-    } else if (name == "--json") {
+    } else if (bool Options::*flag = FlagNamed(name)) {
       if (!noValue()) return result;
-      options.json = true;
-    } else if (name == "--steps") {
-      if (!noValue()) return result;
-      options.steps = true;
-    } else if (name == "--no-startup") {
-      if (!noValue()) return result;
-      options.noStartup = true;
-    } else if (name == "--no-history") {
-      if (!noValue()) return result;
-      options.noHistory = true;
-    } else if (name == "--version") {
-      if (!noValue()) return result;
-      options.version = true;
-    } else if (name == "--help" || name == "-h") {
-      if (!noValue()) return result;
-      options.help = true;
+      options.*flag = true;
     } else if (arg.starts_with("-")) {
       result.error = "unknown option " + std::string(arg);
       return result;
