@@ -100,7 +100,8 @@ LineEditor::LineEditor(std::optional<std::string> historyFile, NameSource names)
   el_set(editor, EL_SIGNAL, 1);
   el_set(editor, EL_HIST, history, state_->entries);
   el_set(editor, EL_PROMPT, &State::Prompt);
-  el_set(editor, EL_ADDFN, "morvex-complete", "complete a word", &State::Complete);
+  // The wide form: the narrow one copies the two names and never frees them.
+  el_wset(editor, EL_ADDFN, L"morvex-complete", L"complete a word", &State::Complete);
   el_set(editor, EL_BIND, "^I", "morvex-complete", nullptr);
   el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   for (const char* key : kHomeKeys) el_set(editor, EL_BIND, key, "ed-move-to-beg", nullptr);
