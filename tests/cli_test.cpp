@@ -491,6 +491,18 @@ TEST(CliPlain, AnswersAsText) {
   }
 }
 
+TEST(CliPlain, ScriptFailureIsANoteUnderTheAnswer) {
+  TempFolder folder;
+  // CR LF line ends, and two more: the last two entries of the file are not read.
+  folder.Write("vbscript.txt", "Function loopy()\r\n  Do\r\n  Loop\r\nEnd Function\r\n\r\n\r\n");
+  const CliRun run = RunCli({"--no-startup", "--folder", folder.str()}, "loopy\n2+3\n", true, 60);
+  EXPECT_EQ(run.out, "0\nnote: loopy: stopped by the step budget\n5\n");
+  const std::vector<json> records = RunJson(folder, {}, "loopy\n2+3\n");
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records[0]["ScriptFailure"], "loopy: stopped by the step budget");
+  EXPECT_EQ(records[1]["ScriptFailure"], "");
+}
+
 TEST(CliPlain, StepsOfSinSquaredPlusCosSquaredFitOnAScreen) {
   TempFolder folder;
   const CliRun run = RunCli({"--no-startup", "--steps", "--folder", folder.str()}, "sin^2(30)+cos^2(30)\n");

@@ -183,9 +183,7 @@ void PlainSession::BeginLine(const std::string& /*line*/, const HostCommand& com
   // Some lines ("$", the empty line, removing an unknown variable) leave the
   // answer of the line before in place. The plain answer is what this line
   // produced, so the properties it prints start out empty.
-  calculator_.OutString("");
-  calculator_.Expression("");
-  calculator_.ErrNumber(0);
+  calculator_.ClearOutputs();
 }
 
 void PlainSession::EndOfInput() {
