@@ -2,7 +2,7 @@
 // and the hand-over of the checked chain (echo, commas, target kinds).
 // The stages are driven on a calculator's working chain; their tables are in
 // golden/units.cases, and what lines give through Calculate is in
-// golden/detection.session.
+// golden/detection.lines.
 #include <gtest/gtest.h>
 
 #include <algorithm>
