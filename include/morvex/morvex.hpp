@@ -80,7 +80,9 @@
 #include <string_view>
 #include <vector>
 
+#include "morvex/export.h"
 #include "morvex/failure.hpp"
+#include "morvex/version.hpp"
 
 namespace morvex {
 
@@ -118,7 +120,7 @@ struct EventHandlers {
   std::function<void()> HostTurn;
 };
 
-class clsMorvex {
+class MORVEX_API clsMorvex {
  public:
   clsMorvex();
   ~clsMorvex();
@@ -210,7 +212,7 @@ class clsMorvex {
 
 // An ordered keyed collection of clsMorvex records (positions from 1, keys
 // compared without regard to case).
-class DNAGroup {
+class MORVEX_API DNAGroup {
  public:
   // Makes a new, not initialised calculator with these eleven properties set,
   // appends it (under sKey if that is not empty) and returns it.
