@@ -1,7 +1,7 @@
 // The dispatcher where lines alone cannot reach: the calculator's life cycle
 // and its internal tables, the error record, the template a line leaves for
 // the next, and DNAGroup. What lines leave in the properties is in
-// golden/dispatcher.session.
+// golden/dispatcher.lines.
 #include <gtest/gtest.h>
 
 #include "core/shared_state.hpp"
@@ -109,28 +109,6 @@ TEST(DispatcherProperties, ResetKeepsTheDescription) {
   EXPECT_EQ(g.gErr.LengthError, 0);
   EXPECT_EQ(g.gErrCode, 0);
   EXPECT_EQ(g.gErr.DescError, "OperatorBadPosition");
-}
-
-TEST(DispatcherLifecycle, FreshCalculator) {
-  Calc calc;
-  EXPECT_EQ(calc.m.OutString(), "");
-  EXPECT_EQ(calc.m.InString(), "");
-  EXPECT_EQ(calc.m.Expression(), "");
-  EXPECT_EQ(calc.m.ErrNumber(), 0);
-  EXPECT_EQ(calc.m.AngleUnit(), "Degree");
-  const auto list = calc.m.VariableList();
-  ASSERT_EQ(list.size(), 3u);
-  const char* names[] = {"Ans", "XVar", "YVar"};
-  for (size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(list[i].Key, names[i]);
-    EXPECT_EQ(list[i].TypeVar, 1);
-    EXPECT_EQ(list[i].Value, 0);
-  }
-  // Slot 3 holds a value chain with an empty value; slot 2 holds none.
-  detail::Calculator& in = calc.in();
-  EXPECT_EQ(in.StoredChain(3).Count(), 1);
-  EXPECT_EQ(in.StoredChain(3).Join(), "");
-  EXPECT_EQ(in.StoredChain(3).Item("0").Value(), "");
 }
 
 TEST(DispatcherLifecycle, InitializeResetsTheSharedStateForEveryCalculator) {

@@ -2,7 +2,7 @@
 // host, folders that change under the calculator, the nesting limit of files
 // that name themselves or each other, and the gathering of user variable names
 // into single cells (longest first, no word boundaries) that runs before the
-// file test. What lines give is in golden/files.session.
+// file test. What lines give is in golden/files.lines.
 #include <gtest/gtest.h>
 
 #include <signal.h>

@@ -1,7 +1,7 @@
 // Formula variables where the line alone cannot reach: stored chains that are
 // missing or written by hand, and the silent run's expansion of a formula on a
 // hand-built working chain. The behaviour seen through lines is in
-// golden/formulas.session.
+// golden/formulas.lines.
 #include <gtest/gtest.h>
 
 #include "core/shared_state.hpp"

@@ -1,6 +1,6 @@
 // FetchFunctions where the host does more than read: no handler, no
 // calculator yet, and handlers that change the table during the walk. The
-// listing itself is checked in golden/files.session.
+// listing itself is checked in golden/files.lines.
 #include <gtest/gtest.h>
 
 #include <utility>

@@ -1,67 +1,56 @@
-// Golden sessions: text in, text out.
+// Golden lines: one case a line, text in, text out.
 //
-// Every *.session file of the folder MORVEX_GOLDEN_DIR is run: its lines go,
-// in order, to a calculator, and after each line the properties named below it
-// are compared. Only the properties listed are checked.
+// Every *.lines file of MORVEX_GOLDEN_DIR is a list of calculator sessions. A
+// blank line or a header "=== title" starts a fresh calculator (an empty
+// program folder, Initialize, last character class 0, no answers set); the
+// lines of one block go to the same calculator, in order. "#" starts a comment.
 //
-//   # a comment                 (also blank lines are ignored)
-//   === label                   a fresh calculator from here on (see below)
-//   > 2+*3                      a line for Calculate
-//   OutString: OperatorBadPosition
-//   ErrFirst: 2
+//   LINE => ANSWER [ ; CHECK ]...
 //
-// Text after "> " and after "Key:" (one blank after the colon is skipped) is
-// taken as written, with trailing blanks dropped and these escapes applied:
-// \\ a backslash, \s a blank (for blanks that must show, as in
-// "\sNumberBadPosition" or "RADIANS\s"), \r, \n, \t, and \xHH a byte.
+// LINE is handed to Calculate as written (nothing before " => " is the empty
+// line). ANSWER is one of
+//   4                        OutString is "4" and ErrNumber 0 ("" for empty)
+//   error 5 TEXT [at F] [len L]
+//                            ErrNumber 5, OutString TEXT ("*" for any),
+//                            ErrFirst F, ErrLength L
+//   failure 6                Calculate fails with morvex::Failure of code 6
+//   *                        nothing about the answer
+// and a CHECK one of
+//   in, expr, var, typing, desc, dna, dna2, formula, angle, result, text  TEXT
+//        InString, Expression, StringVariable, StringTyping, ErrDescription,
+//        DNAString, DNAString2, ErrFormula, AngleUnit, what Calculate
+//        returned, the line as Calculate handed it back
+//   first N, len N           ErrFirst, ErrLength of a line without error
+//   events Change(3,1) Wait UpdateVariables(0.8)
+//                            every event of the line, in order ("" for none)
+//   shares ...               only the events that report a share done
+//   trace Change(3,1)"2+3"   Change and Change2 with the chain text the
+//                            handler saw; trace2: Change2 alone
+//   asked r q                the words put to the host's InputBox
+//   x = 5 (1)                variable x (any case) holds 5 ("*": any value)
+//                            and, if given, that TypeVar
+//   no x                     there is no variable x
+//   vars Ans XVar YVar x     the names of the variable table, in order
+//   functions x=2+3, f=XVar+1
+//                            what FetchFunctions lists
+// A line without " => " is handed to Calculate unchecked (set-up), except
+//   Answer: r=1.5            the host answers a prompt for r (any case) with
+//                            1.5 ("*=2" answers every word, "none" removes the
+//                            InputBox handler)
+//   File: a.txt=bytes        writes a file into the program folder; with
+//   File: a.txt<<            "<<" the lines that follow up to "<<", each ended
+//                            by CR LF, are its bytes
+// Set-up that opens a file and is followed by a blank line holds for every
+// block of the file.
 //
-// Set-up, before the lines it is meant for:
-//   Answer: r=1.5      the host answers a prompt for the word r (any case)
-//                      with 1.5; "*=2" answers every word; "none" takes the
-//                      InputBox handler away. By default every prompt is
-//                      answered with nothing.
-//   Folder: a.txt=1=ran\n\n\n
-//                      writes a file into the program folder; "Folder: name<<"
-//                      takes the lines that follow, each ended by CR LF, up to a
-//                      line "<<", as the file's bytes
-// Set-up before the first "===" of a file holds for each of its sections.
+// Besides what a case names, every line is held to the rules that hold for
+// all: a plain numeric answer is also the value of Ans (unless the
+// recalculation after an assignment ran); a line with an error
+// leaves Ans as it was; an error's ErrDescription is its name (empty for 13);
+// error 13 selects the whole echo (ErrFirst 0, ErrLength of InString).
 //
-// Checks of the last line:
-//   Result, OutString, InString, TText, Expression, StringVariable,
-//   StringTyping, ErrDescription, ErrFormula, DNAString, DNAString2, AngleUnit
-//                      the text; TText is the line as Calculate handed it back,
-//                      Result what Calculate returned
-//   ErrNumber, ErrFirst, ErrLength
-//                      a whole number
-//   Events: Change(3,1) UpdateVariables(0.8)
-//                      the Change, Change2, Wait, UpdateVariables,
-//                      InternalCalc, Progress and VBSProgress events raised
-//                      during the line, in order (numbers in their shortest
-//                      exact form); empty for none
-//   Shares: UpdateVariables(0.8) UpdateVariables(1)
-//                      only the events that report a share done
-//   Trace: Change(3,1)"2+3" Change2(0,1)"9"
-//                      only Change and Change2, each with DNAString (Change)
-//                      or DNAString2 (Change2) as the handler saw it
-//   Trace2: Change2(0,1)"9"
-//                      the same for Change2 alone
-//   Asked: r q         the words put to the host's InputBox, in order
-//   Failure: 6         the line fails with morvex::Failure of this code (a line
-//                      that fails without this key fails the test)
-//   Variable: x = 5 (1)
-//                      the variable exists (name compared without regard to
-//                      case) with exactly this value ("*" for any) and, if
-//                      given, this TypeVar
-//   NoVariable: x      no variable of that name
-//   Variables: Ans XVar YVar x
-//                      the names of the variable table, in order
-//   Functions: x=2+3; f=XVar+1
-//                      what FetchFunctions lists: each user variable and the
-//                      text of its stored chain
-//
-// A file, and each "===" section of it, starts from the state of a new
-// process: a calculator is made in an empty program folder and initialised,
-// the last character class is 0, and no answers are set.
+// Texts take these escapes: \\ a backslash, \s a blank (for blanks that must
+// show), \r, \n, \t, and \xHH a byte.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -73,12 +62,13 @@
 #include <string>
 #include <vector>
 
+#include "core/errors.hpp"
 #include "core/shared_state.hpp"
 #include "morvex/morvex.hpp"
 #include "test_support.hpp"
 
 #ifndef MORVEX_GOLDEN_DIR
-#error "MORVEX_GOLDEN_DIR must name the folder of the golden sessions"
+#error "MORVEX_GOLDEN_DIR must name the folder of the golden files"
 #endif
 
 namespace morvex {
@@ -91,7 +81,6 @@ std::string TrimRight(std::string text) {
   return text;
 }
 
-// Shows a text with its control characters escaped, for failure messages.
 std::string Visible(const std::string& text) { return ::testing::PrintToString(text); }
 
 std::string Number(double value) {
@@ -100,15 +89,31 @@ std::string Number(double value) {
   return std::string(buffer, end);
 }
 
+std::optional<double> ParseNumber(const std::string& text) {
+  double value = 0;
+  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (text.empty() || ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
 std::string Joined(const std::vector<std::string>& items, const char* separator = " ") {
   std::string joined;
   for (const std::string& item : items) joined += (joined.empty() ? "" : separator) + item;
   return joined;
 }
 
+// Splits "a ; b ; c" at " ; ".
+std::vector<std::string> SplitChecks(const std::string& text) {
+  std::vector<std::string> parts;
+  size_t from = 0;
+  for (size_t at; (at = text.find(" ; ", from)) != std::string::npos; from = at + 3) parts.push_back(text.substr(from, at - from));
+  parts.push_back(text.substr(from));
+  return parts;
+}
+
+// What a line did, besides the calculator's properties.
 struct LineOutcome {
-  std::string text;    // TText after the call
-  std::string result;  // what Calculate returned
+  std::string text, result;
   std::optional<int32_t> failure;
   std::vector<std::string> events, shares, trace, trace2, asked;
 };
@@ -119,7 +124,6 @@ struct Host {
   clsMorvex calc;
   LineOutcome outcome;
   std::vector<std::pair<std::string, std::string>> answers;  // upper-case word, answer
-  std::vector<clsMorvex::VariableView> variables;
 
   Host() {
     calc.ProgramFolder(folder.str());
@@ -157,20 +161,29 @@ struct Host {
     outcome.trace.push_back(event + "\"" + text + "\"");
   }
 
-  const clsMorvex::VariableView* Find(const std::string& name) {
-    variables = calc.VariableList();
-    for (const auto& variable : variables) {
-      if (test::Upper(variable.Key) == test::Upper(name)) return &variable;
+  std::optional<clsMorvex::VariableView> Find(const std::string& name) const {
+    for (const auto& variable : calc.VariableList()) {
+      if (test::Upper(variable.Key) == test::Upper(name)) return variable;
     }
-    return nullptr;
+    return std::nullopt;
+  }
+
+  double Ans() const { return calc.VariableList().at(0).Value; }
+
+  std::string Listing() {
+    std::vector<std::string> entries;
+    calc.Events().GetFunctions = [&](const std::string& name, const std::string& text) { entries.push_back(name + "=" + text); };
+    calc.FetchFunctions();
+    calc.Events().GetFunctions = nullptr;
+    return Joined(entries, ", ");
   }
 };
 
-class Session {
+class GoldenFile {
  public:
-  explicit Session(const fs::path& file) : file_(file), host_(std::make_unique<Host>()) {}
+  explicit GoldenFile(const fs::path& file) : file_(file) {}
 
-  // Runs the file; returns the number of checks made.
+  // Runs the file; returns the number of lines checked.
   int Run() {
     std::ifstream in(file_, std::ios::binary);
     if (!in) {
@@ -178,266 +191,238 @@ class Session {
       return 0;
     }
     std::string raw;
-    int number = 0;
-    while (std::getline(in, raw)) {
-      ++number;
+    for (int number = 1; std::getline(in, raw); ++number) {
       where_ = file_.filename().string() + ":" + std::to_string(number);
-      std::string line = TrimRight(raw);
-      if (line.empty() || line[0] == '#') continue;
-      if (line.rfind("===", 0) == 0) {
-        Settle();
-        sectioned_ = true;
-        host_ = std::make_unique<Host>();
-        for (const auto& [key, value] : common_) SetUp(key, value);
-        started_ = false;
+      const std::string line = TrimRight(raw);
+      if (line.empty() || line.rfind("===", 0) == 0) {
+        if (!ranLine_ && common_.empty()) common_ = blockSetUp_;
+        blockSetUp_.clear();
+        host_.reset();
+      } else if (line[0] == '#') {
         continue;
-      }
-      if (line[0] == '>') {
-        GiveLine(line.substr(line.size() > 1 && line[1] == ' ' ? 2 : 1));
-        continue;
-      }
-      size_t colon = line.find(':');
-      if (colon == std::string::npos) {
-        ADD_FAILURE() << where_ << ": neither a line, a check nor a comment: " << line;
-        continue;
-      }
-      std::string value = line.substr(colon + 1);
-      if (!value.empty() && value[0] == ' ') value.erase(0, 1);
-      std::string expected;
-      if (!test::Unescape(value, expected)) {
-        ADD_FAILURE() << where_ << ": bad escape in " << value;
-        continue;
-      }
-      const std::string key = line.substr(0, colon);
-      if (key == "Folder" && expected.size() > 2 && expected.compare(expected.size() - 2, 2, "<<") == 0) {
-        // The file's lines follow, each ended by CR LF, up to a line "<<".
-        std::string bytes;
-        while (std::getline(in, raw) && (++number, TrimRight(raw) != "<<")) bytes += TrimRight(raw) + "\r\n";
-        expected.replace(expected.size() - 2, 2, "=" + bytes);
-      }
-      if (!SetUp(key, expected)) {
-        Check(key, expected);
-      } else if (!sectioned_) {
-        common_.emplace_back(key, expected);
+      } else if (line.rfind("Answer: ", 0) == 0) {
+        SetUp('A', Unescaped(line.substr(8)));
+      } else if (line.rfind("File: ", 0) == 0) {
+        std::string file = Unescaped(line.substr(6));
+        if (file.size() > 2 && file.compare(file.size() - 2, 2, "<<") == 0) {
+          std::string bytes;
+          while (std::getline(in, raw) && (++number, TrimRight(raw) != "<<")) bytes += TrimRight(raw) + "\r\n";
+          file.replace(file.size() - 2, 2, "=" + bytes);
+        }
+        SetUp('F', file);
+      } else {
+        RunCase(line);
       }
     }
-    Settle();
-    return checks_;
+    return cases_;
   }
 
  private:
-  LineOutcome& outcome() { return host_->outcome; }
-  clsMorvex& calc() { return host_->calc; }
-
-  void Settle() {
-    if (pendingFailure_) {
-      ADD_FAILURE() << lineWhere_ << ": the line " << Visible(lineText_) << " failed with code "
-                    << *outcome().failure << ": " << failureMessage_;
+  Host& host() {
+    if (!host_) {
+      host_ = std::make_unique<Host>();
+      for (const auto& [kind, value] : common_) Apply(kind, value);
     }
-    pendingFailure_ = false;
+    return *host_;
   }
 
-  bool SetUp(const std::string& key, const std::string& value) {
-    if (key == "Answer") {
-      if (value == "none") {
-        calc().Events().InputBox = nullptr;
-        return true;
-      }
-      const size_t equals = value.find('=');
-      if (equals == std::string::npos) {
-        ADD_FAILURE() << where_ << ": Answer needs \"word=answer\" or \"none\"";
-      } else {
-        host_->answers.emplace_back(test::Upper(value.substr(0, equals)), value.substr(equals + 1));
-      }
-      return true;
-    }
-    if (key == "Folder") {
-      const size_t equals = value.find('=');
-      if (equals == std::string::npos) {
-        ADD_FAILURE() << where_ << ": Folder needs \"name=bytes\"";
-      } else {
-        host_->folder.Write(value.substr(0, equals), value.substr(equals + 1));
-      }
-      return true;
-    }
-    return false;
+  void SetUp(char kind, const std::string& value) {
+    host();
+    blockSetUp_.emplace_back(kind, value);
+    Apply(kind, value);
   }
 
-  void GiveLine(const std::string& raw) {
-    Settle();
-    std::string text;
-    if (!test::Unescape(raw, text)) {
-      ADD_FAILURE() << where_ << ": bad escape in the line " << raw;
-      return;
+  void Apply(char kind, const std::string& value) {
+    if (kind == 'A') SetAnswer(value);
+    else WriteFile(value);
+  }
+
+  std::string Unescaped(const std::string& raw) {
+    std::string out;
+    if (!test::Unescape(raw, out)) ADD_FAILURE() << where_ << ": bad escape in " << raw;
+    return out;
+  }
+
+  void SetAnswer(const std::string& value) {
+    const size_t equals = value.find('=');
+    if (value == "none") {
+      host_->calc.Events().InputBox = nullptr;
+    } else if (equals == std::string::npos) {
+      ADD_FAILURE() << where_ << ": Answer needs \"word=answer\" or \"none\"";
+    } else {
+      host_->answers.emplace_back(test::Upper(value.substr(0, equals)), value.substr(equals + 1));
     }
-    started_ = true;
-    lineText_ = text;
-    lineWhere_ = where_;
-    outcome() = LineOutcome();
+  }
+
+  void WriteFile(const std::string& value) {
+    const size_t equals = value.find('=');
+    if (equals == std::string::npos) return (void)(ADD_FAILURE() << where_ << ": File needs \"name=bytes\"");
+    host_->folder.Write(value.substr(0, equals), value.substr(equals + 1));
+  }
+
+  void RunCase(const std::string& line) {
+    const bool emptyLine = line.rfind("=> ", 0) == 0;
+    const size_t arrow = emptyLine ? 0 : line.find(" => ");
+    const bool checked = arrow != std::string::npos;
+    const std::string text = emptyLine ? "" : Unescaped(checked ? line.substr(0, arrow) : line);
+    Host& h = host();
+    h.outcome = LineOutcome();
+    const double ansBefore = h.Ans();
+    std::string failureMessage;
+    h.outcome.text = text;
     try {
-      outcome().result = calc().Calculate(text);
+      h.outcome.result = h.calc.Calculate(h.outcome.text);
     } catch (const Failure& failure) {
-      outcome().failure = failure.code();
-      pendingFailure_ = true;
-      failureMessage_ = failure.what();
-      EXPECT_STRNE(failure.what(), "") << where_ << ": a failure says what failed";
+      h.outcome.failure = failure.code();
+      failureMessage = failure.what();
     }
-    outcome().text = text;
-  }
-
-  void ExpectText(const std::string& key, const std::string& actual, const std::string& expected) {
-    EXPECT_EQ(actual, expected) << where_ << ": " << key << " after " << Visible(lineText_) << " is "
-                                << Visible(actual) << ", expected " << Visible(expected);
-  }
-
-  void ExpectNumber(const std::string& key, int64_t actual, const std::string& expected) {
-    int64_t wanted = 0;
-    auto [end, ec] = std::from_chars(expected.data(), expected.data() + expected.size(), wanted);
-    if (ec != std::errc() || end != expected.data() + expected.size()) {
-      ADD_FAILURE() << where_ << ": " << key << " needs a whole number, not " << Visible(expected);
+    line_ = text;
+    ranLine_ = true;
+    if (!checked) {
+      if (h.outcome.failure) ADD_FAILURE() << where_ << ": " << Visible(text) << " failed: " << failureMessage;
       return;
     }
-    EXPECT_EQ(actual, wanted) << where_ << ": " << key << " after " << Visible(lineText_);
+    ++cases_;
+    const std::vector<std::string> parts = SplitChecks(line.substr(emptyLine ? 3 : arrow + 4));
+    CheckAnswer(parts[0], ansBefore);
+    for (size_t i = 1; i < parts.size(); ++i) Check(parts[i]);
+  }
+
+  void ExpectText(const char* what, const std::string& actual, const std::string& expected) {
+    EXPECT_EQ(actual, expected) << where_ << ": " << what << " after " << Visible(line_);
+  }
+
+  void ExpectNumber(const char* what, int64_t actual, const std::string& expected) {
+    const auto wanted = ParseNumber(expected);
+    if (!wanted) return (void)(ADD_FAILURE() << where_ << ": " << what << " needs a number, not " << Visible(expected));
+    EXPECT_EQ(actual, static_cast<int64_t>(*wanted)) << where_ << ": " << what << " after " << Visible(line_);
+  }
+
+  void CheckAnswer(const std::string& answer, double ansBefore) {
+    Host& h = host();
+    clsMorvex& m = h.calc;
+    if (answer.rfind("failure ", 0) == 0) {
+      if (!h.outcome.failure) return (void)(ADD_FAILURE() << where_ << ": " << Visible(line_) << " did not fail");
+      return ExpectNumber("the failure's code", *h.outcome.failure, answer.substr(8));
+    }
+    if (h.outcome.failure) {
+      return (void)(ADD_FAILURE() << where_ << ": " << Visible(line_) << " failed with code " << *h.outcome.failure);
+    }
+    if (answer == "*") return;
+    if (answer.rfind("error ", 0) != 0) {
+      const std::string out = answer == "\"\"" ? "" : Unescaped(answer);
+      ExpectText("OutString", m.OutString(), out);
+      EXPECT_EQ(m.ErrNumber(), 0) << where_ << ": ErrNumber after " << Visible(line_);
+      // The recalculation after an assignment leaves Ans at the last variable it computed.
+      const bool recalculated = !h.outcome.shares.empty() && h.outcome.shares[0].rfind("UpdateVariables", 0) == 0;
+      if (const auto value = ParseNumber(out); value && m.ErrNumber() == 0 && !recalculated) {
+        EXPECT_EQ(h.Ans(), *value) << where_ << ": Ans after " << Visible(line_);
+      }
+      return;
+    }
+    // error N TEXT [at F] [len L]
+    std::vector<std::string> words;
+    for (size_t from = 6, at; from <= answer.size(); from = at + 1) {
+      at = std::min(answer.find(' ', from), answer.size());
+      words.push_back(answer.substr(from, at - from));
+    }
+    if (words.size() < 2) return (void)(ADD_FAILURE() << where_ << ": error needs a number and a text");
+    ExpectNumber("ErrNumber", m.ErrNumber(), words[0]);
+    if (words[1] != "*") ExpectText("OutString", m.OutString(), words[1] == "\"\"" ? "" : Unescaped(words[1]));
+    for (size_t i = 2; i + 1 < words.size(); i += 2) {
+      if (words[i] == "at") ExpectNumber("ErrFirst", m.ErrFirst(), words[i + 1]);
+      else if (words[i] == "len") ExpectNumber("ErrLength", m.ErrLength(), words[i + 1]);
+      else ADD_FAILURE() << where_ << ": unknown part " << Visible(words[i]);
+    }
+    EXPECT_EQ(h.Ans(), ansBefore) << where_ << ": an error keeps Ans, after " << Visible(line_);
+    const bool givenUp = m.ErrNumber() == 13;
+    ExpectText("ErrDescription", m.ErrDescription(), givenUp ? "" : std::string(ErrorName(m.ErrNumber())));
+    if (givenUp) {
+      EXPECT_EQ(m.ErrFirst(), 0) << where_;
+      EXPECT_EQ(m.ErrLength(), static_cast<int64_t>(m.InString().size())) << where_ << ": ErrLength";
+    }
+  }
+
+  void Check(const std::string& check) {
+    Host& h = host();
+    clsMorvex& m = h.calc;
+    const size_t blank = check.find(' ');
+    const std::string key = check.substr(0, blank);
+    const std::string value = blank == std::string::npos ? "" : Unescaped(check.substr(blank + 1));
+    if (check.find(" = ") != std::string::npos) return CheckVariable(check);
+    if (key == "in") return ExpectText("InString", m.InString(), value);
+    if (key == "expr") return ExpectText("Expression", m.Expression(), value);
+    if (key == "var") return ExpectText("StringVariable", m.StringVariable(), value);
+    if (key == "typing") return ExpectText("StringTyping", m.StringTyping(), value);
+    if (key == "desc") return ExpectText("ErrDescription", m.ErrDescription(), value);
+    if (key == "dna") return ExpectText("DNAString", m.DNAString(), value);
+    if (key == "dna2") return ExpectText("DNAString2", m.DNAString2(), value);
+    if (key == "formula") return ExpectText("ErrFormula", m.ErrFormula(), value);
+    if (key == "angle") return ExpectText("AngleUnit", m.AngleUnit(), value);
+    if (key == "result") return ExpectText("the result", h.outcome.result, value);
+    if (key == "text") return ExpectText("the line handed back", h.outcome.text, value);
+    if (key == "first") return ExpectNumber("ErrFirst", m.ErrFirst(), value);
+    if (key == "len") return ExpectNumber("ErrLength", m.ErrLength(), value);
+    if (key == "events") return ExpectText("events", Joined(h.outcome.events), value);
+    if (key == "shares") return ExpectText("shares", Joined(h.outcome.shares), value);
+    if (key == "trace") return ExpectText("trace", Joined(h.outcome.trace), value);
+    if (key == "trace2") return ExpectText("trace2", Joined(h.outcome.trace2), value);
+    if (key == "asked") return ExpectText("asked", Joined(h.outcome.asked), value);
+    if (key == "functions") return ExpectText("functions", h.Listing(), value);
+    if (key == "no") {
+      EXPECT_FALSE(h.Find(value).has_value()) << where_ << ": variable " << value << " exists";
+      return;
+    }
+    if (key == "vars") {
+      std::vector<std::string> names;
+      for (const auto& variable : m.VariableList()) names.push_back(variable.Key);
+      return ExpectText("the variables", Joined(names), value);
+    }
+    ADD_FAILURE() << where_ << ": unknown check " << Visible(check);
   }
 
   // name = value (typeVar)
-  void ExpectVariable(const std::string& wanted) {
-    size_t equals = wanted.find(" = ");
-    if (equals == std::string::npos) {
-      ADD_FAILURE() << where_ << ": Variable needs \"name = value\", not " << Visible(wanted);
-      return;
-    }
-    const std::string name = wanted.substr(0, equals);
-    std::string rest = wanted.substr(equals + 3);
+  void CheckVariable(const std::string& check) {
+    const size_t equals = check.find(" = ");
+    const std::string name = check.substr(0, equals);
+    std::string rest = check.substr(equals + 3);
     std::optional<int> typeVar;
     if (size_t open = rest.find(" ("); open != std::string::npos && rest.back() == ')') {
-      typeVar = std::stoi(rest.substr(open + 2, rest.size() - open - 3));
-      rest = rest.substr(0, open);
+      typeVar = std::stoi(rest.substr(open + 2));
+      rest.resize(open);
     }
-    double value = 0;
-    auto [end, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
-    if (rest != "*" && (ec != std::errc() || end != rest.data() + rest.size())) {
-      ADD_FAILURE() << where_ << ": Variable needs a number or *, not " << Visible(rest);
-      return;
-    }
-    const auto* found = host_->Find(name);
-    if (found == nullptr) {
-      ADD_FAILURE() << where_ << ": no variable " << name << " after " << Visible(lineText_);
-      return;
-    }
-    if (rest != "*") {
-      EXPECT_EQ(found->Value, value) << where_ << ": value of " << name;
-    }
-    if (typeVar) {
-      EXPECT_EQ(found->TypeVar, *typeVar) << where_ << ": TypeVar of " << name;
-    }
-  }
-
-  std::string Listing() {
-    std::vector<std::string> entries;
-    calc().Events().GetFunctions = [&](const std::string& name, const std::string& text) {
-      entries.push_back(name + "=" + text);
-    };
-    calc().FetchFunctions();
-    calc().Events().GetFunctions = nullptr;
-    return Joined(entries, "; ");
-  }
-
-  void Check(const std::string& key, const std::string& expected) {
-    if (!started_) {
-      ADD_FAILURE() << where_ << ": a check before the first line";
-      return;
-    }
-    ++checks_;
-    clsMorvex& m = calc();
-    if (key == "Failure") {
-      if (!outcome().failure) {
-        ADD_FAILURE() << where_ << ": the line " << Visible(lineText_) << " did not fail";
-        return;
-      }
-      pendingFailure_ = false;
-      return ExpectNumber(key, *outcome().failure, expected);
-    }
-    if (key == "Result") return ExpectText(key, outcome().result, expected);
-    if (key == "TText") return ExpectText(key, outcome().text, expected);
-    if (key == "OutString") return ExpectText(key, m.OutString(), expected);
-    if (key == "InString") return ExpectText(key, m.InString(), expected);
-    if (key == "Expression") return ExpectText(key, m.Expression(), expected);
-    if (key == "StringVariable") return ExpectText(key, m.StringVariable(), expected);
-    if (key == "StringTyping") return ExpectText(key, m.StringTyping(), expected);
-    if (key == "ErrDescription") return ExpectText(key, m.ErrDescription(), expected);
-    if (key == "ErrFormula") return ExpectText(key, m.ErrFormula(), expected);
-    if (key == "DNAString") return ExpectText(key, m.DNAString(), expected);
-    if (key == "DNAString2") return ExpectText(key, m.DNAString2(), expected);
-    if (key == "AngleUnit") return ExpectText(key, m.AngleUnit(), expected);
-    if (key == "ErrNumber") return ExpectNumber(key, m.ErrNumber(), expected);
-    if (key == "ErrFirst") return ExpectNumber(key, m.ErrFirst(), expected);
-    if (key == "ErrLength") return ExpectNumber(key, m.ErrLength(), expected);
-    if (key == "Events") return ExpectText(key, Joined(outcome().events), expected);
-    if (key == "Shares") return ExpectText(key, Joined(outcome().shares), expected);
-    if (key == "Trace2") return ExpectText(key, Joined(outcome().trace2), expected);
-    if (key == "Trace") return ExpectText(key, Joined(outcome().trace), expected);
-    if (key == "Asked") return ExpectText(key, Joined(outcome().asked), expected);
-    if (key == "Functions") return ExpectText(key, Listing(), expected);
-    if (key == "Variable") return ExpectVariable(expected);
-    if (key == "Variables") {
-      std::vector<std::string> names;
-      for (const auto& variable : m.VariableList()) names.push_back(variable.Key);
-      return ExpectText(key, Joined(names), expected);
-    }
-    if (key == "NoVariable") {
-      EXPECT_EQ(host_->Find(expected), nullptr) << where_ << ": variable " << expected << " exists";
-      return;
-    }
-    --checks_;
-    ADD_FAILURE() << where_ << ": unknown key " << Visible(key);
+    const auto value = ParseNumber(rest);
+    if (rest != "*" && !value) return (void)(ADD_FAILURE() << where_ << ": a variable needs a number or *, not " << rest);
+    const auto found = host().Find(name);
+    if (!found) return (void)(ADD_FAILURE() << where_ << ": no variable " << name << " after " << Visible(line_));
+    if (value) EXPECT_EQ(found->Value, *value) << where_ << ": value of " << name;
+    if (typeVar) EXPECT_EQ(found->TypeVar, *typeVar) << where_ << ": TypeVar of " << name;
   }
 
   fs::path file_;
   std::unique_ptr<Host> host_;
-  std::string where_, lineWhere_, lineText_, failureMessage_;
-  bool started_ = false;
-  bool sectioned_ = false;  // a "===" has been seen
-  std::vector<std::pair<std::string, std::string>> common_;  // set-up before the first "==="
-  bool pendingFailure_ = false;
-  int checks_ = 0;
+  std::vector<std::pair<char, std::string>> common_, blockSetUp_;  // 'A'nswer or 'F'ile
+  std::string where_, line_;
+  int cases_ = 0;
+  bool ranLine_ = false;  // set-up before the first line may hold for the whole file
 };
 
-std::vector<fs::path> SessionFiles() {
+std::vector<fs::path> GoldenFiles() {
   std::vector<fs::path> files;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(MORVEX_GOLDEN_DIR, error)) {
-    if (entry.is_regular_file() && entry.path().extension() == ".session") files.push_back(entry.path());
+    if (entry.is_regular_file() && entry.path().extension() == ".lines") files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
   return files;
 }
 
-class GoldenSession : public ::testing::TestWithParam<fs::path> {};
+class Golden : public ::testing::TestWithParam<fs::path> {};
 
-TEST_P(GoldenSession, GivesItsExpectedProperties) {
-  Session session(GetParam());
-  EXPECT_GT(session.Run(), 0) << GetParam() << " checks nothing";
-}
+TEST_P(Golden, GivesItsExpectedProperties) { EXPECT_GT(GoldenFile(GetParam()).Run(), 0) << GetParam() << " checks nothing"; }
 
-INSTANTIATE_TEST_SUITE_P(Files, GoldenSession, ::testing::ValuesIn(SessionFiles()),
+INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(GoldenFiles()),
                          [](const ::testing::TestParamInfo<fs::path>& info) { return info.param.stem().string(); });
-
-TEST(GoldenSessions, TheFolderHoldsSessions) { EXPECT_FALSE(SessionFiles().empty()) << MORVEX_GOLDEN_DIR; }
-
-TEST(GoldenSessions, FormatEscapes) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"a\\sb", "a b"}, {"\\s NumberBadPosition", "  NumberBadPosition"}, {"x\\r\\n", "x\r\n"},
-      {"\\\\", "\\"},   {"\\x41\\x7c", "A|"},                              {"plain", "plain"},
-  };
-  for (auto [raw, expected] : cases) {
-    std::string out;
-    ASSERT_TRUE(test::Unescape(raw, out)) << raw;
-    EXPECT_EQ(out, expected) << raw;
-  }
-  std::string out;
-  for (const char* bad : {"\\", "\\q", "\\x4", "\\xZZ"}) EXPECT_FALSE(test::Unescape(bad, out)) << bad;
-}
 
 }  // namespace
 }  // namespace morvex

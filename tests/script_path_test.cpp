@@ -2,7 +2,7 @@
 // first offered to the script's procedures. These tests write real script
 // files and compare each line with the same line on a calculator without a
 // script: every failure on the way leaves the line an ordinary line. What a
-// call answers is in golden/script_path.session.
+// call answers is in golden/script_path.lines.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -30,7 +30,7 @@ std::string ScriptFile(std::initializer_list<std::string_view> lines, std::strin
   return text;
 }
 
-// The procedures of the tests, as in golden/script_path.session.
+// The procedures of the tests, as in golden/script_path.lines.
 const std::initializer_list<std::string_view> kProcedures = {
     "Function f(a)",
     "  f = a * 2",

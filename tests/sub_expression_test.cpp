@@ -1,8 +1,8 @@
 // The run of a formula's text on the second chain and the reducers of groups,
 // driven on hand-built chains: the scans of a text, the tidying after a
 // splice, and the range reducers, each with the Change and Change2 events it
-// raises. The behaviour seen through lines is in golden/formulas.session and
-// golden/events.session.
+// raises. The behaviour seen through lines is in golden/formulas.lines and
+// golden/events.lines.
 #include <gtest/gtest.h>
 
 #include "core/shared_state.hpp"

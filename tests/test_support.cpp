@@ -181,13 +181,4 @@ std::string CellsText(const dna& chain) {
   return text;
 }
 
-std::string FlagText(Flags flags) {
-  constexpr Flags kColumns[14] = {flag::BAns,  flag::BChar,    flag::BEnd,     flag::BExtra, flag::BFirst,
-                                  flag::BFunction, flag::BLast, flag::BNumber, flag::BOper,  flag::BPlus,
-                                  flag::BPower, flag::BPowerNum, flag::BSign,  flag::BStart};
-  std::string text;
-  for (Flags column : kColumns) text.push_back((flags & column) != 0 ? '1' : '0');
-  return text;
-}
-
 }  // namespace morvex::test

@@ -97,8 +97,4 @@ std::vector<std::string> Values(const dna& chain);
 // The cells of a chain as "value:code value:code".
 std::string CellsText(const dna& chain);
 
-// "1"/"0" per column of the successor table: BAns BChar BEnd BExtra BFirst
-// BFunction BLast BNumber BOper BPlus BPower BPowerNum BSign BStart.
-std::string FlagText(Flags flags);
-
 }  // namespace morvex::test

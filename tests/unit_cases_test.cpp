@@ -171,15 +171,6 @@ const std::map<std::string, Function>& Functions() {
          return std::string("?");
        }}},
       // The scanner's stages on a fresh calculator.
-      {"class", {1, false, [](const Args& a) {
-         Shared().gCharClass = 99;
-         ClassifyChar(a[0].at(0));
-         return std::to_string(Shared().gCharClass);
-       }}},
-      {"wordclass", {1, false, [](const Args& a) {
-         test::Calc calc;
-         return std::to_string(ClassifyWord(a[0], calc.in().Variables));
-       }}},
       // "[cell][cell] | target | trailing text"
       {"cut", {1, false, [](const Args& a) {
          test::Calc calc;
@@ -193,11 +184,6 @@ const std::map<std::string, Function>& Functions() {
       {"fold", {1, false, [](const Args& a) {
          test::Calc calc;
          return test::CellsText(Folded(calc, a[0]));
-       }}},
-      // The flags of one cell of the folded chain.
-      {"flags", {2, false, [](const Args& a) {
-         test::Calc calc;
-         return test::FlagText(Folded(calc, a[0]).Item(std::stoi(a[1])).GetFlags());
        }}},
       {"detect", {1, false, [](const Args& a) {
          test::Calc calc;
