@@ -109,7 +109,7 @@ bool IsNumberText(const std::string& result) {
 std::string RunCall(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();
   const std::string path = platform::JoinPath(c.ProgramFolder, kScriptFile);
-  if (!platform::FileExists(path)) Refuse("no script file");
+  if (!ScriptFileExists(c)) Refuse("no script file");
   script::ScriptControl engine;
   engine.Language("vbscript");
   engine.ExecuteStatement(ReadScriptText(path));
@@ -148,7 +148,7 @@ std::string RunCall(Calculator& c, const std::string& text, LineCalculation calc
 
 }  // namespace
 
-bool ScriptFileExists(const Calculator& c) { return platform::FileExists(platform::JoinPath(c.ProgramFolder, kScriptFile)); }
+bool ScriptFileExists(const Calculator& c) { return platform::FolderHasFile(c.ProgramFolder, kScriptFile); }
 
 std::string RunScriptLine(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();
