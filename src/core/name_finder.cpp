@@ -7,8 +7,6 @@
 namespace morvex {
 namespace {
 
-constexpr int32_t kFirstUserVariable = 4;
-
 uint64_t EdgeKey(int32_t node, char c) {
   return static_cast<uint64_t>(node) << 8 | static_cast<unsigned char>(c);
 }
@@ -28,7 +26,7 @@ void NameFinder::Follow(const VariableString& table) {
     Clear();
     lineage_ = table.Lineage();
   }
-  for (int32_t position = std::max(count_ + 1, kFirstUserVariable); position <= table.Count(); ++position) {
+  for (int32_t position = std::max(count_ + 1, var_index::FirstUser); position <= table.Count(); ++position) {
     Insert(table.Item(position).Key, position);
   }
   count_ = table.Count();

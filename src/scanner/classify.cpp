@@ -65,7 +65,7 @@ void ClassifyChar(char c) {
 
 bool IsUserVariableName(const VariableString& variables, std::string_view text) {
   const int32_t index = variables.IndexOfKey(text);
-  return index >= 4 && variables.Item(index).Key == text;
+  return index >= var_index::FirstUser && variables.Item(index).Key == text;
 }
 
 int16_t ClassifyWord(std::string_view word, const VariableString& variables) {

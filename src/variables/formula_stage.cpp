@@ -109,7 +109,7 @@ void SortVariables(const Calculator& c) {
   std::vector<std::string> names;
   int32_t position = 0;
   for (const Class1& variable : c.Variables) {
-    if (++position >= 4) names.push_back(variable.Key);
+    if (++position >= var_index::FirstUser) names.push_back(variable.Key);
   }
   std::stable_sort(names.begin(), names.end(),
                    [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
@@ -172,7 +172,7 @@ std::string FindFormulaFile(Calculator& c) {
 }
 
 std::string FormulaFilePath(const Calculator& c, const std::string& name) {
-  return platform::FindFileIgnoringCase(c.ProgramFolder, name + ".txt");
+  return platform::FindFile(c.ProgramFolder, name + ".txt", EqualsIgnoreCase);
 }
 
 std::optional<std::string> RunFormulaStage(Calculator& c) {

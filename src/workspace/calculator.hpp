@@ -10,6 +10,7 @@
 
 #include "chain/dna.hpp"
 #include "core/variable_table.hpp"
+#include "workspace/definition_records.hpp"
 #include "morvex/morvex.hpp"
 
 namespace morvex::detail {
@@ -42,6 +43,10 @@ class Calculator {
   // error lies in the line), and the last script failure of the line.
   std::string ErrFormula;
   std::string ScriptFailure;
+
+  // What the recalculation knows of each definition's last computation.
+  DefinitionRecords Definitions;
+  uint64_t QuestionsAsked = 0;  // InputBox events raised so far
 
   EventHandlers Events;
   std::string ProgramFolder;
@@ -78,7 +83,8 @@ class Calculator {
     if (Events.GetFunctions) Events.GetFunctions(name, expression);
   }
   // Returns the host's answer; without a handler the word stays.
-  void RaiseInputBox(std::string& num) const {
+  void RaiseInputBox(std::string& num) {
+    ++QuestionsAsked;
     if (Events.InputBox) Events.InputBox(num);
   }
 
@@ -91,9 +97,9 @@ class Calculator {
   void ResizeVariableChains();
   // Sets up Ans, XVar, YVar and their chains.
   void SetUpVariableTable();
-  Class1& Ans() { return Variables.Item(1); }
-  Class1& XVar() { return Variables.Item(2); }
-  Class1& YVar() { return Variables.Item(3); }
+  Class1& Ans() { return Variables.Item(var_index::Ans); }
+  Class1& XVar() { return Variables.Item(var_index::XVar); }
+  Class1& YVar() { return Variables.Item(var_index::YVar); }
 };
 
 // The line dispatcher, as the files and the script path call it back for each
