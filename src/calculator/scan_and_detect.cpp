@@ -4,8 +4,6 @@
 // gets its stored chain, and the loud run gives the result text.
 #include "calculator/scan_and_detect.hpp"
 
-#include <bit>
-
 #include "calculator/line_dispatcher.hpp"
 #include "core/shared_state.hpp"
 #include "evaluation/reduction.hpp"
@@ -54,25 +52,6 @@ void StoreTarget(Calculator& c, int16_t targetType) {
     first = false;
   }
   c.VariableChains[static_cast<size_t>(index)] = std::move(stored);
-  c.Definitions.changed.push_back(index);
-}
-
-// For the recalculation: the variables whose names the line holds after its
-// formula stage, and whether its first cell is still letters (which a file of
-// that name would take) or it named a file.
-void ListenToNames(Calculator& c, bool namedFile) {
-  DefinitionRecords& definitions = c.Definitions;
-  definitions.listening = false;
-  definitions.heard.clear();
-  for (const Cell& cell : c.WorkingChain) {
-    if (cell.NameStr() != TypeVariable) continue;
-    const int32_t position = c.VariableIndex(cell.Value());
-    if (position == 0) continue;
-    const Class1& variable = c.Variables.Item(position);
-    definitions.heard.push_back({position, std::bit_cast<uint64_t>(variable.Value), variable.TypeVar});
-  }
-  definitions.heardFileOrLetters =
-      namedFile || (c.WorkingChain.Count() > 0 && c.WorkingChain[1].NameStr() == TypeChar);
 }
 
 
@@ -151,9 +130,7 @@ void HandOver(Calculator& c) {
 void ScanAndDetect(Calculator& c, std::string_view text) {
   if (text.empty()) return;
   CutLine(c, text);
-  std::optional<std::string> formulaFile = RunFormulaStage(c);
-  if (c.Definitions.listening) ListenToNames(c, formulaFile.has_value());
-  if (formulaFile) {
+  if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
     LoadHText(c, *formulaFile, Calculate);
     return;
   }

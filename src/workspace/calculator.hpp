@@ -10,7 +10,6 @@
 
 #include "chain/dna.hpp"
 #include "core/variable_table.hpp"
-#include "workspace/definition_records.hpp"
 #include "morvex/morvex.hpp"
 
 namespace morvex::detail {
@@ -43,10 +42,6 @@ class Calculator {
   // error lies in the line), and the last script failure of the line.
   std::string ErrFormula;
   std::string ScriptFailure;
-
-  // What the recalculation knows of each definition's last computation.
-  DefinitionRecords Definitions;
-  uint64_t QuestionsAsked = 0;  // InputBox events raised so far
 
   EventHandlers Events;
   std::string ProgramFolder;
@@ -83,8 +78,7 @@ class Calculator {
     if (Events.GetFunctions) Events.GetFunctions(name, expression);
   }
   // Returns the host's answer; without a handler the word stays.
-  void RaiseInputBox(std::string& num) {
-    ++QuestionsAsked;
+  void RaiseInputBox(std::string& num) const {
     if (Events.InputBox) Events.InputBox(num);
   }
 
