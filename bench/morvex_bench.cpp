@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 #include <muParser.h>
 
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -142,12 +143,57 @@ void BM_VariableTable(benchmark::State& state) {
   state.counters["variables"] = static_cast<double>(calc.VariableList().size() - 3);
 }
 
+// The name of the k-th variable of a chain: letters only, so that it is
+// found as one name in the letters of the next definition.
+std::string ChainName(int64_t k) {
+  std::string name = "q";
+  for (int64_t n = k; n >= 0; n = n / 26 - 1) name += static_cast<char>('a' + n % 26);
+  return name;
+}
+
+// Defines a chain of `count` dependent variables (1=qa, qa+1=qb, ...).
+void DefineChain(morvex::clsMorvex& calc, int64_t count) {
+  calc.Calculate(std::string_view("1=" + ChainName(0)));
+  for (int64_t k = 1; k < count; ++k) {
+    calc.Calculate(std::string_view(ChainName(k - 1) + "+1=" + ChainName(k)));
+  }
+}
+
+// The whole chain of N variables, defined line by line; the counter gives the
+// time per added variable.
+void BM_DefineChain(benchmark::State& state) {
+  const int64_t count = state.range(0);
+  for (auto _ : state) {
+    morvex::clsMorvex calc;
+    calc.Initialize();
+    DefineChain(calc, count);
+  }
+  state.counters["us_per_variable"] = benchmark::Counter(
+      static_cast<double>(count) * 1e-6, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+// A new value for the head of a chain of N, then the last variable read.
+void BM_RedefineChainHead(benchmark::State& state) {
+  const int64_t count = state.range(0);
+  morvex::clsMorvex calc;
+  calc.Initialize();
+  DefineChain(calc, count);
+  int64_t value = 2;
+  const std::string last = ChainName(count - 1);
+  for (auto _ : state) {
+    calc.Calculate(std::string_view(std::to_string(value++) + "=" + ChainName(0)));
+    benchmark::DoNotOptimize(calc.Calculate(std::string_view(last)));
+  }
+}
+
 BENCHMARK(BM_MixNoHandler);
 BENCHMARK(BM_MixWithChange);
 BENCHMARK(BM_ArithmeticMorvex);
 BENCHMARK(BM_ArithmeticMuparser);
 BENCHMARK(BM_LineLength)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_VariableTable)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DefineChain)->Arg(100)->Arg(300)->Arg(1000)->Arg(3000)->Arg(10000)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_RedefineChainHead)->Arg(300)->Arg(3000)->Arg(10000)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // Collects ns per iteration of every run for the summary.
 class SummaryReporter : public benchmark::ConsoleReporter {
@@ -176,11 +222,30 @@ void PrintSummary(const std::map<std::string, double>& ns) {
     auto it = ns.find(name);
     return it == ns.end() ? 0.0 : it->second;
   };
-  std::printf("\n%-44s %14s\n", "workload", "ns per line");
-  std::printf("%-44s %14s\n", "--------------------------------------------", "--------------");
-  for (const auto& [name, value] : ns) std::printf("%-44s %14.0f\n", name.c_str(), value);
-  const double ours = get("BM_ArithmeticMorvex");
+  // A line of ours against muparser's fresh parse and evaluation of one line.
   const double peer = get("BM_ArithmeticMuparser");
+  std::printf("\n%-44s %16s %12s\n", "workload", "ns per iteration", "x muparser");
+  std::printf("%-44s %16s %12s\n", "--------------------------------------------", "----------------", "----------");
+  for (const auto& [name, value] : ns) {
+    const bool perLine = name.rfind("BM_DefineChain", 0) != 0 && name.rfind("BM_RedefineChainHead", 0) != 0;
+    if (perLine && peer > 0) {
+      std::printf("%-44s %16.0f %12.2f\n", name.c_str(), value, value / peer);
+    } else {
+      std::printf("%-44s %16.0f %12s\n", name.c_str(), value, "");
+    }
+  }
+  auto exponent = [&](const std::string& small, const std::string& large, double ratio) {
+    const double a = get(small);
+    const double b = get(large);
+    if (a > 0 && b > 0) std::printf("growth %s -> %s: exponent %.2f\n", small.c_str(), large.c_str(), std::log(b / a) / std::log(ratio));
+  };
+  std::printf("\n");
+  exponent("BM_DefineChain/300/iterations:1", "BM_DefineChain/3000/iterations:1", 10);
+  exponent("BM_RedefineChainHead/300/iterations:3", "BM_RedefineChainHead/3000/iterations:3", 10);
+  const double table10 = get("BM_VariableTable/10");
+  const double table1000 = get("BM_VariableTable/1000");
+  if (table10 > 0 && table1000 > 0) std::printf("variable table 1000 / 10: %.2f\n", table1000 / table10);
+  const double ours = get("BM_ArithmeticMorvex");
   if (ours > 0 && peer > 0) {
     std::printf("\nSame arithmetic, fresh line each time: morvex %.0f ns, muparser %.0f ns, ratio %.2f\n", ours, peer,
                 ours / peer);

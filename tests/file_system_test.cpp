@@ -1,4 +1,5 @@
 #include "platform/file_system.hpp"
+#include "platform/folder_watch.hpp"
 
 #include <gtest/gtest.h>
 
@@ -150,7 +151,14 @@ TEST(FileSystem, FolderThatAppearsOrGoesIsSeenAtTheNextCall) {
 
 // The folder's time decides whether the last listing is reused. A change that
 // leaves the time as it was is only seen while the time is recent.
+// The folder checks without a watch, on the modification time alone.
+struct WatchOff {
+  WatchOff() { WatchFolders(false); }
+  ~WatchOff() { WatchFolders(true); }
+};
+
 TEST(FileSystem, ListingIsReusedOnlyWhileTheFolderTimeIsOldAndUnchanged) {
+  const WatchOff unwatched;
   TempFolder folder;
   const fs::path root = folder.path();
   folder.Write("a.txt", "1");
@@ -183,6 +191,56 @@ TEST(FileSystem, ListingIsReusedOnlyWhileTheFolderTimeIsOldAndUnchanged) {
     const auto current = Names(folder.str());
     EXPECT_EQ(std::count(current.begin(), current.end(), added), 1);
   }
+}
+
+// Watched, every change shows at the next question, whatever the folder's
+// time says, and a symbolic link's target is asked about each time.
+TEST(FileSystem, WatchedFolderShowsEveryChangeAtTheNextCall) {
+  TempFolder folder;
+  TempFolder elsewhere;
+  const fs::path root = folder.path();
+  const auto old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+  ASSERT_NE(FolderGeneration(folder.str()), 0u) << "the folder is watched on this system";
+  struct Step {
+    const char* label;
+    std::function<void()> change;
+    std::vector<std::string> names;
+    bool scriptExists;
+  };
+  const std::vector<Step> steps = {
+      {"empty", [] {}, {}, false},
+      {"created", [&] { folder.Write("vbscript.txt", "x"); }, {"vbscript.txt"}, true},
+      {"unchanged", [] {}, {"vbscript.txt"}, true},
+      {"another", [&] { folder.Write("a.txt", "1"); }, {"a.txt", "vbscript.txt"}, true},
+      {"removed", [&] { fs::remove(root / "vbscript.txt"); }, {"a.txt"}, false},
+      {"renamed in", [&] { fs::rename(root / "a.txt", root / "vbscript.txt"); }, {"vbscript.txt"}, true},
+      {"linked out", [&] {
+         fs::remove(root / "vbscript.txt");
+         fs::create_symlink(elsewhere.Write("target.txt", "t"), root / "vbscript.txt");
+       }, {"vbscript.txt"}, true},
+      {"target gone", [&] { fs::remove(elsewhere.path() / "target.txt"); }, {}, false},
+  };
+  for (const Step& step : steps) {
+    SCOPED_TRACE(step.label);
+    step.change();
+    fs::last_write_time(root, old);  // the folder's time says nothing
+    EXPECT_EQ(Names(folder.str()), step.names);
+    EXPECT_EQ(FolderHasFile(folder.str(), "vbscript.txt"), step.scriptExists);
+  }
+}
+
+// Within one line the notifications are read once, at its start.
+TEST(FileSystem, ALineReadsTheWatchOnce) {
+  TempFolder folder;
+  const uint64_t before = FolderGeneration(folder.str());
+  {
+    const FolderWatchLine line;
+    folder.Write("a.txt", "1");
+    EXPECT_EQ(FolderGeneration(folder.str()), before);
+    const FolderWatchLine nested;
+    EXPECT_NE(FolderGeneration(folder.str()), before);
+  }
+  EXPECT_NE(FolderGeneration(folder.str()), before);
 }
 
 }  // namespace

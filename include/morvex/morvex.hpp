@@ -75,6 +75,10 @@
 //  - Each level of nesting keeps its own nested calculator, so that a nested
 //    run that meets a formula word of its own does not take the outer level's
 //    calculator away.
+//  - After a plain assignment every plain variable is computed again from its
+//    definition, and each of those computations starts from a clean error
+//    state, as a line does: a wrong line that carries a target («4+*2=zap»)
+//    reports its error and leaves every variable's value as it was.
 //  - Sign has no rule in the reducers of a word power: «Sign^2(3)» leaves the
 //    word standing, as those reducers have always done.
 //  - The outputs of a line (OutString, InString, ErrFirst, ErrLength,

@@ -9,6 +9,7 @@
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
 #include "files/script_path.hpp"
+#include "platform/folder_watch.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -153,6 +154,7 @@ void RecalculateVariables(Calculator& c) {
         std::string line = c.StoredChain(i).Join() + "=" + variable.Key;
         c.StringVariable.clear();
         c.Ans().Value = ReadNumber(ansText);
+        g.gErr.Reset();  // each variable starts clean, as a line does: a wrong line costs no value
         ScanAndDetect(c, line);
       }
       c.RaiseUpdateVariables(static_cast<double>(i) / c.Variables.Count());
@@ -175,6 +177,9 @@ std::string Calculate(Calculator& c, std::string& TText) {
   // script calls and line files compute inside it.
   if (g.gNestingDepth == 0) c.ScriptFailure.clear();
   Statements run;
+  // The program's folder is asked once what changed; the line's file checks
+  // then cost no system call while nothing did.
+  const platform::FolderWatchLine folderWatch;
 
   if (ScriptFileExists(c)) {
     run.ResumeOnFailure();

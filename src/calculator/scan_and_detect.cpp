@@ -42,7 +42,6 @@ void StoreTarget(Calculator& c, int16_t targetType) {
     index = c.Variables.Count();
   }
   c.Variables.Item(index).TypeVar = targetType;
-  SortVariables(c);
   c.ResizeVariableChains();
   dna stored;
   bool first = true;

@@ -1,9 +1,55 @@
 #include "core/variable_table.hpp"
 
+#include <atomic>
+
 #include "core/errors.hpp"
 #include "core/text_case.hpp"
 
 namespace morvex {
+
+namespace {
+
+// Lineages are unique within the process, so that no two tables share one.
+uint64_t NewLineage() noexcept {
+  static std::atomic<uint64_t> next{0};
+  return ++next;
+}
+
+}  // namespace
+
+VariableString::VariableString() noexcept : lineage_(NewLineage()) {}
+
+VariableString::VariableString(const VariableString& other)
+    : variables_(other.variables_),
+      containerKeys_(other.containerKeys_),
+      positions_(other.positions_),
+      lineage_(NewLineage()) {}
+
+VariableString::VariableString(VariableString&& other) noexcept
+    : variables_(std::move(other.variables_)),
+      containerKeys_(std::move(other.containerKeys_)),
+      positions_(std::move(other.positions_)),
+      lineage_(other.lineage_) {
+  other = VariableString();
+}
+
+VariableString& VariableString::operator=(const VariableString& other) {
+  if (this != &other) *this = VariableString(other);
+  return *this;
+}
+
+VariableString& VariableString::operator=(VariableString&& other) noexcept {
+  if (this == &other) return *this;
+  variables_ = std::move(other.variables_);
+  containerKeys_ = std::move(other.containerKeys_);
+  positions_ = std::move(other.positions_);
+  lineage_ = other.lineage_;
+  other.variables_.clear();
+  other.containerKeys_.clear();
+  other.positions_.clear();
+  other.lineage_ = NewLineage();
+  return *this;
+}
 
 Class1& VariableString::Add(std::string_view key, std::string_view containerKey) {
   if (!containerKey.empty() && IndexOfKey(containerKey) != 0) {
@@ -12,6 +58,7 @@ Class1& VariableString::Add(std::string_view key, std::string_view containerKey)
   Class1& record = variables_.emplace_back();
   record.Key = std::string(key);
   containerKeys_.emplace_back(containerKey);
+  if (!containerKey.empty()) positions_.emplace(ToUpper(containerKey), Count());
   return record;
 }
 
@@ -32,8 +79,12 @@ Class1& VariableString::Item(std::string_view key) {
 
 void VariableString::Remove(int32_t index) {
   Item(index);
-  variables_.erase(variables_.begin() + (index - 1));
-  containerKeys_.erase(containerKeys_.begin() + (index - 1));
+  const size_t at = static_cast<size_t>(index - 1);
+  if (!containerKeys_[at].empty()) positions_.erase(ToUpper(containerKeys_[at]));
+  variables_.erase(variables_.begin() + static_cast<std::ptrdiff_t>(at));
+  containerKeys_.erase(containerKeys_.begin() + static_cast<std::ptrdiff_t>(at));
+  ReindexFrom(at);
+  lineage_ = NewLineage();
 }
 
 void VariableString::Remove(std::string_view key) {
@@ -43,10 +94,23 @@ void VariableString::Remove(std::string_view key) {
 }
 
 int32_t VariableString::IndexOfKey(std::string_view key) const noexcept {
-  for (size_t i = 0; i < containerKeys_.size(); ++i) {
-    if (!containerKeys_[i].empty() && EqualsIgnoreCase(containerKeys_[i], key)) return static_cast<int32_t>(i + 1);
+  if (positions_.empty()) return 0;
+  auto found = positions_.find(ToUpper(key));
+  return found == positions_.end() ? 0 : found->second;
+}
+
+void VariableString::Respell(int32_t index, std::string_view key) {
+  Class1& record = Item(index);
+  if (record.Key == key) return;
+  record.Key = std::string(key);
+  lineage_ = NewLineage();
+}
+
+// The records from `first` (0-based) on moved down: their positions follow.
+void VariableString::ReindexFrom(size_t first) {
+  for (size_t i = first; i < containerKeys_.size(); ++i) {
+    if (!containerKeys_[i].empty()) positions_[ToUpper(containerKeys_[i])] = static_cast<int32_t>(i + 1);
   }
-  return 0;
 }
 
 }  // namespace morvex

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace morvex {
@@ -34,8 +35,23 @@ struct Class1 {
 
 // Ordered keyed container of Class1, positions from 1, keys compared without
 // regard to case. Positions 1 to 3 of a calculator's table are Ans, XVar, YVar.
+//
+// Look-ups by key are hashed, so that a line's cost does not grow with the
+// table. A table also carries a lineage: caches built from a table (the names
+// a line is searched for) stay valid for the same lineage and a count no
+// smaller than they saw, extending themselves by the records appended since.
+// Every change other than an append (a removal, a new spelling through
+// Respell) and every copy starts a new lineage. A record's Key is therefore
+// changed only through Respell.
 class VariableString {
  public:
+  VariableString() noexcept;
+  VariableString(const VariableString& other);
+  VariableString(VariableString&& other) noexcept;
+  VariableString& operator=(const VariableString& other);
+  VariableString& operator=(VariableString&& other) noexcept;
+  ~VariableString() = default;
+
   // Appends a record with Key set; under `containerKey` unless that is empty
   // (a key in use is failure 457).
   Class1& Add(std::string_view key, std::string_view containerKey);
@@ -47,6 +63,9 @@ class VariableString {
   void Remove(std::string_view key);
   // The position of the record under a container key, 0 when there is none.
   int32_t IndexOfKey(std::string_view key) const noexcept;
+  // Gives record `index` the spelling `key` (the same name in another case).
+  void Respell(int32_t index, std::string_view key);
+  uint64_t Lineage() const noexcept { return lineage_; }
 
   auto begin() noexcept { return variables_.begin(); }
   auto end() noexcept { return variables_.end(); }
@@ -54,8 +73,12 @@ class VariableString {
   auto end() const noexcept { return variables_.end(); }
 
  private:
+  void ReindexFrom(size_t first);
+
   std::vector<Class1> variables_;
   std::vector<std::string> containerKeys_;  // in step with variables_; "" for none
+  std::unordered_map<std::string, int32_t> positions_;  // upper-cased container key -> position
+  uint64_t lineage_;
 };
 
 }  // namespace morvex

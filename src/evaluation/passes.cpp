@@ -288,16 +288,15 @@ void BindVariables(Reduction& r, bool noteFound, bool plainOnly, bool changeAfte
   if (noteFound) g.gFoundVariable = false;
   for (int32_t i = 1; i <= r.chain.Count(); ++i) {
     Cell& cell = r.chain[i];
-    for (const Class1& variable : r.c.Variables) {
-      if (plainOnly && variable.TypeVar != var_type::Plain) continue;
-      if (!EqualsIgnoreCase(cell.Value(), variable.Key)) continue;
-      if (noteFound) g.gFoundVariable = true;
-      if (variable.TypeVar == var_type::Plain) {
-        r.Notify(1, i);
-        WriteNumber(cell, variable.Value);
-        if (changeAfter) r.Notify(1, i);
-      }
-      break;
+    const int32_t index = r.c.VariableIndex(cell.Value());
+    if (index == 0) continue;
+    const Class1& variable = r.c.Variables.Item(index);
+    if (plainOnly && variable.TypeVar != var_type::Plain) continue;
+    if (noteFound) g.gFoundVariable = true;
+    if (variable.TypeVar == var_type::Plain) {
+      r.Notify(1, i);
+      WriteNumber(cell, variable.Value);
+      if (changeAfter) r.Notify(1, i);
     }
   }
 }

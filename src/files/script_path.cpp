@@ -142,7 +142,7 @@ std::string RunProcedure(Calculator& c, script::ScriptControl& engine, const std
 std::string RunCall(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();
   const std::string path = platform::JoinPath(c.ProgramFolder, kScriptFile);
-  if (!platform::FileExists(path)) Refuse("no script file");
+  if (!ScriptFileExists(c)) Refuse("no script file");
   script::ScriptControl engine;
   LoadScript(c, engine, path);
 
@@ -185,7 +185,7 @@ std::string RunCall(Calculator& c, const std::string& text, LineCalculation calc
 
 }  // namespace
 
-bool ScriptFileExists(const Calculator& c) { return platform::FileExists(platform::JoinPath(c.ProgramFolder, kScriptFile)); }
+bool ScriptFileExists(const Calculator& c) { return platform::FolderHasFile(c.ProgramFolder, kScriptFile); }
 
 std::string RunScriptLine(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();

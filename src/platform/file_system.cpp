@@ -1,5 +1,7 @@
 #include "platform/file_system.hpp"
 
+#include "platform/folder_watch.hpp"
+
 #include <chrono>
 #include <filesystem>
 #include <system_error>
@@ -26,9 +28,13 @@ bool IsSeparator(char c) {
 bool HasNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
 
 struct FolderListing {
+  uint64_t generation = 0;  // the watch's generation the listing was read in; 0 unwatched
   fs::file_time_type modified{};
   bool trusted = false;  // the listing may be reused while `modified` is unchanged
+  bool holdsLinks = false;  // an entry is a symbolic link, whose target lies outside the watch
   std::vector<FolderFile> files;
+  // Answers of FolderHasFile, kept while the watch's generation is `generation`.
+  std::unordered_map<std::string, bool> exists;
 };
 
 struct ThreadFolderCache {
@@ -45,11 +51,13 @@ ThreadFolderCache& Cache() {
 // could not be read to its end; what was read stays in the list.
 bool ReadFolder(const std::string& folder, FolderListing& listing) {
   listing.files.clear();
+  listing.holdsLinks = false;
   std::error_code ec;
   fs::directory_iterator it(folder, ec);
   if (ec) return false;
   for (const fs::directory_iterator end; it != end; it.increment(ec)) {
     std::error_code typeError;
+    if (it->is_symlink(typeError) || typeError) listing.holdsLinks = true;
     if (!it->is_regular_file(typeError) || typeError) continue;
     std::string name = it->path().filename().string();
     std::string fullPath = JoinPath(folder, name);
@@ -89,9 +97,53 @@ std::string ExecutableFolder() {
   return folder;
 }
 
+namespace {
+
+// The cached entry of a watched folder, emptied of what an earlier generation
+// read; nullptr when the folder is not watched.
+FolderListing* WatchedEntry(const std::string& folder, uint64_t generation) {
+  if (generation == 0) return nullptr;
+  ThreadFolderCache& cache = Cache();
+  auto found = cache.listings.find(folder);
+  if (found == cache.listings.end()) {
+    if (cache.listings.size() >= kMaxCachedFolders) cache.listings.clear();
+    found = cache.listings.emplace(folder, FolderListing{}).first;
+  }
+  FolderListing& entry = found->second;
+  if (entry.generation != generation) {
+    entry.exists.clear();
+    entry.trusted = false;
+  }
+  return &entry;
+}
+
+}  // namespace
+
+bool FolderHasFile(const std::string& folder, std::string_view name) {
+  const std::string path = JoinPath(folder, name);
+  if (folder.empty() || HasNul(folder)) return FileExists(path);
+  const uint64_t generation = FolderGeneration(folder);
+  FolderListing* entry = WatchedEntry(folder, generation);
+  if (entry == nullptr) return FileExists(path);
+  if (auto known = entry->exists.find(std::string(name)); known != entry->exists.end()) return known->second;
+  const bool exists = FileExists(path);
+  std::error_code ec;
+  // What lies behind a symbolic link is outside the watch: asked anew each time.
+  if (!fs::is_symlink(path, ec) && !ec) {
+    entry->generation = generation;
+    entry->exists.emplace(name, exists);
+  }
+  return exists;
+}
+
 const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
   ThreadFolderCache& cache = Cache();
   if (folder.empty() || HasNul(folder)) return cache.empty;
+
+  const uint64_t generation = FolderGeneration(folder);
+  if (FolderListing* entry = WatchedEntry(folder, generation); entry != nullptr && entry->trusted) {
+    return entry->files;
+  }
 
   std::error_code ec;
   const fs::file_time_type modified = fs::last_write_time(folder, ec);
@@ -112,6 +164,14 @@ const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
   FolderListing& listing = found->second;
   const bool complete = ReadFolder(folder, listing);
   listing.modified = modified;
+  if (generation != 0) {
+    // The watch was set before the listing was read: any later change moves
+    // the generation on. Links to files elsewhere are not trusted to stay.
+    if (listing.generation != generation) listing.exists.clear();
+    listing.generation = generation;
+    listing.trusted = complete && !listing.holdsLinks;
+    return listing.files;
+  }
   // The time was taken before the listing, so any later change moves it on,
   // unless the change falls in the same tick: hence no trust while it is recent.
   const auto now = fs::file_time_type::clock::now();

@@ -31,17 +31,25 @@ struct FolderFile {
   std::string fullPath;  // JoinPath(folder, name)
 };
 
+// Whether `name` in `folder` is a regular file, as FileExists of the joined
+// path. While the folder is watched (FolderGeneration) the answer is kept until
+// the folder changes, so that asking costs no system call; the answer for a
+// symbolic link is never kept.
+bool FolderHasFile(const std::string& folder, std::string_view name);
+
 // The regular files of `folder` (no subfolders, nothing below them), in the
 // order the file system enumerates them. A missing or unreadable folder gives
 // an empty list; an entry that can't be examined is left out.
 //
-// The listing is cached per thread and per folder, and the folder is listed
-// again only when its modification time has changed since, so that a call
-// costs one status query of the folder in the common case. A file added,
-// removed or renamed shows at the very next call. Because a folder's time has a
-// coarse tick, a listing taken while the folder's time was within a few
-// seconds of the clock is not trusted, and the next call lists again: two
-// changes inside one tick are never missed.
+// The listing is cached per thread and per folder. While the folder is watched
+// (FolderGeneration) it is listed again only after the watch saw a change, so
+// a call costs no status query; a folder that holds a symbolic link is listed
+// every time. Unwatched, the folder is listed again only when its modification
+// time has changed since, one status query of the folder in the common case;
+// because a folder's time has a coarse tick, a listing taken while the
+// folder's time was within a few seconds of the clock is not trusted, and the
+// next call lists again: two changes inside one tick are never missed. Either
+// way a file added, removed or renamed shows at the very next call.
 //
 // The reference stays valid until the next call of ListFolderFiles on the same
 // thread; copy what must last longer.

@@ -85,7 +85,7 @@ void StoreResult(Calculator& c, const std::string& kept, const std::string& resu
   const int32_t index = c.VariableIndex(kept);
   if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {
     c.Variables.Item(index).Value = value;
-    c.Variables.Item(index).Key = kept;
+    c.Variables.Respell(index, kept);
   }
 }
 

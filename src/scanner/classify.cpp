@@ -63,13 +63,15 @@ void ClassifyChar(char c) {
   if (cls != 0) Shared().gCharClass = cls;
 }
 
+bool IsUserVariableName(const VariableString& variables, std::string_view text) {
+  const int32_t index = variables.IndexOfKey(text);
+  return index >= var_index::FirstUser && variables.Item(index).Key == text;
+}
+
 int16_t ClassifyWord(std::string_view word, const VariableString& variables) {
   if (EqualsIgnoreCase(word, "XVAR")) return word_code::XVar;
   if (EqualsIgnoreCase(word, "YVAR")) return word_code::YVar;
-  int32_t position = 0;
-  for (const Class1& variable : variables) {
-    if (++position >= var_index::FirstUser && variable.Key == word) return 0;
-  }
+  if (IsUserVariableName(variables, word)) return 0;
   if (word.size() > 6) return 0;  // longer than any reserved word
   for (const ReservedWord& reserved : kReservedWords) {
     if (EqualsIgnoreCase(word, reserved.upper)) return reserved.code;

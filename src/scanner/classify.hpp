@@ -24,5 +24,7 @@ void ClassifyChar(char c);
 // fourth on) of exactly this spelling hides the reserved word; XVar and YVar
 // cannot be hidden.
 int16_t ClassifyWord(std::string_view word, const VariableString& variables);
+// Whether a user variable (from the fourth on) is spelled exactly `text`.
+bool IsUserVariableName(const VariableString& variables, std::string_view text);
 
 }  // namespace morvex

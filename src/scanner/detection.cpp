@@ -25,14 +25,13 @@ constexpr Flags kBindingRows[5] = {
 
 void BindVariables(Calculator& c) {
   for (Cell& cell : c.WorkingChain) {
-    for (const Class1& variable : c.Variables) {
-      if (!EqualsIgnoreCase(cell.Value(), variable.Key)) continue;
-      cell.Value(variable.Key);
-      cell.NameStr(TypeWord);
-      if (variable.TypeVar >= var_type::Plain && variable.TypeVar <= var_type::FormulaXY) {
-        WriteRow(cell, FlagRow{kBindingRows[variable.TypeVar], All & ~BNumber});
-      }
-      break;
+    const int32_t index = c.VariableIndex(cell.Value());
+    if (index == 0) continue;
+    const Class1& variable = c.Variables.Item(index);
+    cell.Value(variable.Key);
+    cell.NameStr(TypeWord);
+    if (variable.TypeVar >= var_type::Plain && variable.TypeVar <= var_type::FormulaXY) {
+      WriteRow(cell, FlagRow{kBindingRows[variable.TypeVar], All & ~BNumber});
     }
   }
 }

@@ -122,13 +122,6 @@ void CloseWord(dna& chain, int32_t i, const VariableString& variables, WordStyle
   }
 }
 
-bool IsUserVariableName(const VariableString& variables, std::string_view text) {
-  int32_t position = 0;
-  for (const Class1& variable : variables) {
-    if (++position >= var_index::FirstUser && variable.Key == text) return true;
-  }
-  return false;
-}
 
 void FoldWords(dna& chain, const VariableString& variables) {
   for (int32_t i = 1; i < chain.Count();) {

@@ -52,7 +52,6 @@ ClosedWord CloseWordByCode(int16_t wordCode);
 enum class WordStyle { Line, FormulaFirstPass, FormulaSecondPass };
 // Closes the word folded at position i by the code of its text.
 void CloseWord(dna& chain, int32_t i, const VariableString& variables, WordStyle style);
-bool IsUserVariableName(const VariableString& variables, std::string_view text);
 
 // Words: neighbouring letter cells fold until they spell a reserved word.
 void FoldWords(dna& chain, const VariableString& variables);

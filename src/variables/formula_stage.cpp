@@ -106,24 +106,11 @@ bool EndsInTxt(std::string_view path) {
 }  // namespace
 
 void SortVariables(const Calculator& c) {
-  // The list is rebuilt only when the user names (spelling included) differ
-  // from those it was built from.
-  SharedState& g = Shared();
-  std::vector<std::string>& source = g.gSortedVariablesSource;
-  int32_t position = 0;
-  bool same = c.Variables.Count() - (var_index::FirstUser - 1) == static_cast<int32_t>(source.size()) &&
-              g.gSortedVariables.Count() == static_cast<int32_t>(source.size());
-  for (const Class1& variable : c.Variables) {
-    if (!same) break;
-    if (++position >= var_index::FirstUser) same = variable.Key == source[static_cast<size_t>(position - var_index::FirstUser)];
-  }
-  if (same) return;
   std::vector<std::string> names;
-  position = 0;
+  int32_t position = 0;
   for (const Class1& variable : c.Variables) {
     if (++position >= var_index::FirstUser) names.push_back(variable.Key);
   }
-  source = names;
   std::stable_sort(names.begin(), names.end(),
                    [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
   VariableString sorted;
@@ -131,8 +118,14 @@ void SortVariables(const Calculator& c) {
   Shared().gSortedVariables = std::move(sorted);
 }
 
+// Only the names that occur in the line go through the exact search, in the
+// order of the sorted list; the others could not be found there.
 void MarkVariables(Calculator& c) {
-  for (const Class1& variable : Shared().gSortedVariables) MarkName(c.WorkingChain, variable.Key);
+  NameFinder& finder = Shared().gNameFinder;
+  finder.Follow(c.Variables);
+  thread_local std::vector<int32_t> candidates;
+  finder.Find(SpellForVariables(c.WorkingChain), candidates);
+  for (int32_t position : candidates) MarkName(c.WorkingChain, c.Variables.Item(position).Key);
 }
 
 void ResolveUnknownWords(Calculator& c) {
@@ -184,12 +177,10 @@ std::string FormulaFilePath(const Calculator& c, const std::string& name) {
 
 std::optional<std::string> RunFormulaStage(Calculator& c) {
   if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value() == " ") return std::nullopt;
-  SortVariables(c);
   MarkVariables(c);
   std::string fileName = FindFormulaFile(c);
   if (!fileName.empty()) return FormulaFilePath(c, fileName);
   ResolveUnknownWords(c);
-  SortVariables(c);
   MarkVariables(c);
   return std::nullopt;
 }

@@ -20,7 +20,9 @@ std::optional<std::string> RunFormulaStage(Calculator& c);
 // equal length in table order.
 void SortVariables(const Calculator& c);
 // Gathers the letters of each user variable name (longest names first, with no
-// test of word boundaries) into one cell of code 99.
+// test of word boundaries) into one cell of code 99. The names are tried in
+// the order of gSortedVariables, but only those that occur in the line, so a
+// line's cost does not grow with the table; the list itself is not needed.
 void MarkVariables(Calculator& c);
 // Asks the host (InputBox) for the value of each unknown word of the line and
 // makes a plain variable of each answer.

@@ -5,14 +5,9 @@
 
 namespace morvex::detail {
 
-int32_t Calculator::VariableIndex(std::string_view name) const {
-  int32_t index = 1;
-  for (const Class1& variable : Variables) {
-    if (EqualsIgnoreCase(variable.Key, name)) return index;
-    ++index;
-  }
-  return 0;
-}
+// Every record of the table is stored under its own name, so the hashed key
+// look-up finds the variable whose Key equals the name in any case.
+int32_t Calculator::VariableIndex(std::string_view name) const { return Variables.IndexOfKey(name); }
 
 bool Calculator::VariableExists(std::string_view name) const { return VariableIndex(name) != 0; }
 
