@@ -1,9 +1,8 @@
 #include "cli_options.hpp"
 
 namespace morvex::cli {
-namespace {
 
-bool SameWordIgnoringCase(std::string_view a, std::string_view b) {
+bool SameWordIgnoringCase(std::string_view a, std::string_view b) noexcept {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i) {
     auto lower = [](unsigned char c) { return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + 32) : c; };
@@ -11,8 +10,6 @@ bool SameWordIgnoringCase(std::string_view a, std::string_view b) {
   }
   return true;
 }
-
-}  // namespace
 
 std::optional<std::string> Options::AnswerFor(std::string_view word) const {
   for (auto it = answers.rbegin(); it != answers.rend(); ++it) {

@@ -10,6 +10,10 @@
 
 namespace morvex::cli {
 
+// Words of the host (commands, answers to the calculator's questions) compare
+// without regard to ASCII case.
+bool SameWordIgnoringCase(std::string_view a, std::string_view b) noexcept;
+
 struct Options {
   std::optional<std::string> folder;  // the program's folder; unset keeps the library's default
   bool json = false;                  // one JSON record per line instead of plain answers

@@ -14,18 +14,6 @@ std::string_view Trim(std::string_view text) {
   return text;
 }
 
-bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    char x = a[i];
-    char y = b[i];
-    if (x >= 'A' && x <= 'Z') x = static_cast<char>(x + 32);
-    if (y >= 'A' && y <= 'Z') y = static_cast<char>(y + 32);
-    if (x != y) return false;
-  }
-  return true;
-}
-
 constexpr std::string_view kKnownCommands = "commands are :quit, :unload, :load [PATH], :functions";
 
 }  // namespace
@@ -39,16 +27,16 @@ HostCommand ParseHostCommand(std::string_view line) {
   const std::string_view word = rest.substr(0, wordEnd);
   const std::string_view argument = Trim(rest.substr(wordEnd));
 
-  if (EqualsIgnoringCase(word, "load")) {
+  if (SameWordIgnoringCase(word, "load")) {
     command.kind = CommandKind::Load;
     command.argument = std::string(argument);
     return command;
   }
-  if (EqualsIgnoringCase(word, "quit")) {
+  if (SameWordIgnoringCase(word, "quit")) {
     command.kind = CommandKind::Quit;
-  } else if (EqualsIgnoringCase(word, "unload")) {
+  } else if (SameWordIgnoringCase(word, "unload")) {
     command.kind = CommandKind::Unload;
-  } else if (EqualsIgnoringCase(word, "functions")) {
+  } else if (SameWordIgnoringCase(word, "functions")) {
     command.kind = CommandKind::Functions;
   } else {
     command.kind = CommandKind::Unknown;

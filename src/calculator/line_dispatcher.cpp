@@ -150,7 +150,7 @@ void RecalculateVariables(Calculator& c) {
   } clearFlag{g};
   const std::string ansText = NumberToText(c.Ans().Value);
   const int32_t count = c.Variables.Count();
-  for (int32_t i = 4; i <= count; ++i) {
+  for (int32_t i = var_index::FirstUser; i <= count; ++i) {
     try {
       Class1& variable = c.Variables.Item(i);
       if (variable.TypeVar == var_type::Plain) {

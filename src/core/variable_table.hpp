@@ -16,6 +16,15 @@ inline constexpr int16_t FormulaY = 3;  // a formula in YVar: takes the number t
 inline constexpr int16_t FormulaXY = 4;  // a formula in both: stands between two operands
 }  // namespace var_type
 
+// Fixed positions of a calculator's table: Ans, XVar and YVar are always the
+// first three; the user's own variables begin at FirstUser.
+namespace var_index {
+inline constexpr int32_t Ans = 1;
+inline constexpr int32_t XVar = 2;
+inline constexpr int32_t YVar = 3;
+inline constexpr int32_t FirstUser = 4;
+}  // namespace var_index
+
 // One variable.
 struct Class1 {
   std::string Key;  // the name, in the spelling of the latest assignment

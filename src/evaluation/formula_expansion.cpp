@@ -11,7 +11,7 @@ namespace morvex::detail {
 FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly) {
   const VariableString& variables = r.c.Variables;
   for (int32_t i = std::min(top, r.chain.Count()); i >= r.first + 1; --i) {
-    for (int32_t k = 4; k <= variables.Count(); ++k) {
+    for (int32_t k = var_index::FirstUser; k <= variables.Count(); ++k) {
       const Class1& variable = variables.Item(k);
       if (formulasOnly && variable.TypeVar <= var_type::Plain) continue;
       if (EqualsIgnoreCase(variable.Key, r.chain[i].Value())) return {i, k};

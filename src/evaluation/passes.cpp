@@ -160,6 +160,56 @@ Step ApplyWordAt(Reduction& r, int32_t i) {
   return Step::None;
 }
 
+// The operands of a binary step, read (leniently) from the cells beside the operator.
+struct Operands {
+  double left;
+  double right;
+};
+
+// What a binary step reports to the host: a Change over its three cells, then
+// one over the result; or a single Change over the left cell before the
+// operands are read (the comparisons, selections and the remainder).
+enum class BinaryChanges : uint8_t { Around, LeftCellFirst };
+
+// One operator of the binary pass. `refuse` gives up the step's cells when the
+// operands have no result (returning how the pass goes on), or returns None.
+struct BinaryOperator {
+  int16_t type;
+  BinaryChanges changes;
+  Step (*refuse)(Reduction& r, int32_t i, Operands operands);
+  NumberText (*result)(Reduction& r, int32_t i, Operands operands);
+};
+
+Step RefusePower(Reduction& r, int32_t i, Operands operands) {
+  const int32_t rounded = RoundToLong(operands.right);
+  if (operands.left <= 0 && (!IsWhole(std::fabs(operands.right)) || (operands.left == 0 && rounded < 0))) {
+    GiveUp(r.chain, i, 3);
+    return Step::EndPass;
+  }
+  return Step::None;
+}
+
+bool IsTimes(const Reduction& r, int32_t i) { return r.chain[i + 1].Value() == "*"; }
+
+Step RefuseDivisionByZero(Reduction& r, int32_t i, Operands operands) {
+  if (IsTimes(r, i) || operands.right != 0) return Step::None;
+  GiveUp(r.chain, i, 3);
+  return Step::Reduced;
+}
+
+Step RefuseNothing(Reduction&, int32_t, Operands) { return Step::None; }
+
+NumberText Power(Reduction&, int32_t, Operands o) { return FormatNumber(CheckedPower(o.left, o.right)); }
+
+NumberText TimesDivide(Reduction& r, int32_t i, Operands o) {
+  return FormatNumber(IsTimes(r, i) ? CheckedMultiply(o.left, o.right) : CheckedDivide(o.left, o.right));
+}
+
+NumberText PlusMinus(Reduction& r, int32_t i, Operands o) {
+  const bool plus = r.chain[i + 1].Value() == "+";
+  return FormatNumber(plus ? CheckedAdd(o.left, o.right) : CheckedSubtract(o.left, o.right));
+}
+
 NumberText Literal(bool one) {
   NumberText text;
   text.chars[0] = one ? '1' : '0';
@@ -167,27 +217,67 @@ NumberText Literal(bool one) {
   return text;
 }
 
-NumberText OperatorResult(Reduction& r, int16_t type, int32_t i) {
-  const double left = Value(r, i);
-  const double right = Value(r, i + 2);
-  switch (type) {
-    case TypeLess: return Literal(left < right);
-    case TypeGreater: return Literal(left > right);
-    case TypeQuestion: return Literal(left == right);
-    case TypeOpenBracket: return Literal(left <= right);
-    case TypeCloseBracket: return Literal(left >= right);
-    case TypeHash: return Literal(left != right);
-    case TypeColon: return left == 1 ? FormatNumber(right) : Literal(false);
-    case TypeAt: return left == 0 ? FormatNumber(right) : Literal(false);
-    case TypeBar: {
-      // The remainder of a division that cuts towards zero, with the sign of the left operand.
-      if (left == 0) return FormatNumber(right);
-      const double quotient = CheckedDivide(left, ReadNumberStrict(r.chain[i + 2].Value()));
-      const double whole = quotient >= 0 ? WholePart(quotient) : CheckedAdd(WholePart(quotient), 1);
-      return FormatNumber(CheckedSubtract(left, CheckedMultiply(whole, right)));
-    }
-    default: return Literal(false);
+template <int16_t Type>
+NumberText Compare(Reduction&, int32_t, Operands o) {
+  switch (Type) {
+    case TypeLess: return Literal(o.left < o.right);
+    case TypeGreater: return Literal(o.left > o.right);
+    case TypeQuestion: return Literal(o.left == o.right);
+    case TypeOpenBracket: return Literal(o.left <= o.right);
+    case TypeCloseBracket: return Literal(o.left >= o.right);
+    default: return Literal(o.left != o.right);
   }
+}
+
+// a : b is b when a is 1, a @ b is b when a is 0; else 0.
+template <int LeftThatSelects>
+NumberText Select(Reduction&, int32_t, Operands o) {
+  return o.left == LeftThatSelects ? FormatNumber(o.right) : Literal(false);
+}
+
+// The remainder of a division that cuts towards zero, with the sign of the left operand.
+NumberText Remainder(Reduction& r, int32_t i, Operands o) {
+  if (o.left == 0) return FormatNumber(o.right);
+  const double quotient = CheckedDivide(o.left, ReadNumberStrict(r.chain[i + 2].Value()));
+  const double whole = quotient >= 0 ? WholePart(quotient) : CheckedAdd(WholePart(quotient), 1);
+  return FormatNumber(CheckedSubtract(o.left, CheckedMultiply(whole, o.right)));
+}
+
+using enum BinaryChanges;
+constexpr BinaryOperator kBinaryOperators[] = {
+    {.type = TypePower, .changes = Around, .refuse = RefusePower, .result = Power},
+    {.type = TypeOper, .changes = Around, .refuse = RefuseDivisionByZero, .result = TimesDivide},
+    {.type = TypePlus, .changes = Around, .refuse = RefuseNothing, .result = PlusMinus},
+    {.type = TypeLess, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Compare<TypeLess>},
+    {.type = TypeGreater, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Compare<TypeGreater>},
+    {.type = TypeQuestion, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Compare<TypeQuestion>},
+    {.type = TypeOpenBracket, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Compare<TypeOpenBracket>},
+    {.type = TypeCloseBracket, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Compare<TypeCloseBracket>},
+    {.type = TypeHash, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Compare<TypeHash>},
+    {.type = TypeColon, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Select<1>},
+    {.type = TypeAt, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Select<0>},
+    {.type = TypeBar, .changes = LeftCellFirst, .refuse = RefuseNothing, .result = Remainder},
+};
+
+const BinaryOperator& BinaryOperatorOf(int16_t type) {
+  for (const BinaryOperator& op : kBinaryOperators) {
+    if (op.type == type) return op;
+  }
+  Fail(failure_code::InvalidCall, "no binary operator of code " + std::to_string(type));
+}
+
+Step BinaryStep(Reduction& r, const BinaryOperator& op, int32_t i) {
+  if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, op.type) || !IsType(r, i + 2, TypeNumber)) return Step::None;
+  r.arity = 3;
+  r.position = i;
+  if (op.changes == LeftCellFirst) r.Notify(1, i);
+  const Operands operands{Value(r, i), Value(r, i + 2)};
+  if (const Step refused = op.refuse(r, i, operands); refused != Step::None) return refused;
+  if (op.changes == Around) r.Notify(3, i);
+  WriteNumberText(r.chain[i], op.result(r, i, operands).view());
+  RemoveCells(r, i + 1, 2);
+  if (op.changes == Around) r.Notify(1, i);
+  return Step::Reduced;
 }
 
 }  // namespace
@@ -340,38 +430,10 @@ bool WordPowerPass(Reduction& r, bool& failed) {
   });
 }
 
-bool PowerPass(Reduction& r) {
-  if (!r.MayHold(TypePower)) return false;
-  return RunPass(r, 2, [&](int32_t i) {
-    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypePower) || !IsType(r, i + 2, TypeNumber)) return Step::None;
-    r.arity = 3;
-    r.position = i;
-    const double base = Value(r, i);
-    const double exponent = Value(r, i + 2);
-    const int32_t rounded = RoundToLong(exponent);
-    if (base <= 0 && (!IsWhole(std::fabs(exponent)) || (base == 0 && rounded < 0))) {
-      GiveUp(r.chain, i, 3);
-      return Step::EndPass;
-    }
-    r.Notify(3, i);
-    WriteNumber(r.chain[i], CheckedPower(base, exponent));
-    RemoveCells(r, i + 1, 2);
-    r.Notify(1, i);
-    return Step::Reduced;
-  });
-}
-
-bool OperatorPass(Reduction& r, int16_t type) {
+bool BinaryPass(Reduction& r, int16_t type) {
   if (!r.MayHold(type)) return false;
-  return RunPass(r, 2, [&](int32_t i) {
-    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, type) || !IsType(r, i + 2, TypeNumber)) return Step::None;
-    r.arity = 3;
-    r.position = i;
-    r.Notify(1, i);
-    WriteNumberText(r.chain[i], OperatorResult(r, type, i).view());
-    RemoveCells(r, i + 1, 2);
-    return Step::Reduced;
-  });
+  const BinaryOperator& op = BinaryOperatorOf(type);
+  return RunPass(r, 2, [&](int32_t i) { return BinaryStep(r, op, i); });
 }
 
 bool AdjacentPass(Reduction& r) {
@@ -388,67 +450,41 @@ bool AdjacentPass(Reduction& r) {
   });
 }
 
-bool TimesDividePass(Reduction& r) {
-  if (!r.MayHold(TypeOper)) return false;
-  return RunPass(r, 2, [&](int32_t i) {
-    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypeOper) || !IsType(r, i + 2, TypeNumber)) return Step::None;
-    r.arity = 3;
-    r.position = i;
-    const double left = Value(r, i);
-    const double right = Value(r, i + 2);
-    const bool times = r.chain[i + 1].Value() == "*";
-    if (!times && right == 0) {
-      GiveUp(r.chain, i, 3);
-      return Step::Reduced;
-    }
-    r.Notify(3, i);
-    WriteNumber(r.chain[i], times ? CheckedMultiply(left, right) : CheckedDivide(left, right));
-    RemoveCells(r, i + 1, 2);
-    r.Notify(1, i);
-    return Step::Reduced;
-  });
-}
-
-bool PlusMinusPass(Reduction& r) {
-  if (!r.MayHold(TypePlus)) return false;
-  return RunPass(r, 2, [&](int32_t i) {
-    if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, TypePlus) || !IsType(r, i + 2, TypeNumber)) return Step::None;
-    r.arity = 3;
-    r.position = i;
-    const double left = Value(r, i);
-    const double right = Value(r, i + 2);
-    r.Notify(3, i);
-    const bool plus = r.chain[i + 1].Value() == "+";
-    WriteNumber(r.chain[i], plus ? CheckedAdd(left, right) : CheckedSubtract(left, right));
-    RemoveCells(r, i + 1, 2);
-    r.Notify(1, i);
-    return Step::Reduced;
-  });
+GroupOutcome ReduceGroup(Reduction& r, const GroupRule& rule, int32_t open, int32_t close) {
+  SharedState& g = Shared();
+  r.Notify(close - open + 1, open);
+  int32_t first = open;
+  int32_t last = close;
+  rule.reduce(r.c, first, last);
+  if (rule.doneMarker) r.NotifyRaw(0, 1);
+  if (rule.endUnlessOneCell && last - open > 2) return GroupOutcome::Ended;
+  if (HasGivenUpCell(r.chain)) {
+    if (rule.givenUpIsUnfinished) g.gErr.NumError = error_number::Unfinished;
+    return GroupOutcome::Ended;
+  }
+  bool remove = !g.gFoundVariable;
+  if (rule.removal == GroupRemoval::WhileChainLonger) remove = r.chain.Count() > 1;
+  if (rule.removal == GroupRemoval::Always) remove = true;
+  if (remove) {
+    r.chain.Remove(open);
+    r.chain.Remove(open + 1);
+    if (rule.changeOnRemoval) r.Notify(1, open);
+  }
+  if (rule.forgetsVariable) g.gFoundVariable = false;
+  return remove ? GroupOutcome::Removed : GroupOutcome::Kept;
 }
 
 GroupRounds ReduceRewrittenGroups(Reduction& r, const GroupRoundRules& rules) {
-  SharedState& g = Shared();
   GroupRounds rounds;
   int32_t open = 0;
   int32_t close = 0;
   const int32_t downTo = rules.searchToFirst ? r.first : r.first + 1;
   while ((!rules.searchToFirst || r.last - r.first > 0) && FindGroup(r.chain, r.last, downTo, open, close)) {
     const int32_t before = r.chain.Count();
-    r.Notify(close - open + 1, open);
-    rules.reduce(r.c, open, close);
-    if (rules.doneMarker) r.NotifyRaw(0, 1);
+    const GroupOutcome outcome = ReduceGroup(r, rules.group, open, close);
     rounds.treated = true;
-    if (HasGivenUpCell(r.chain)) {
-      g.gErr.NumError = error_number::Unfinished;
-      break;
-    }
-    if (!g.gFoundVariable) {
-      r.chain.Remove(open);
-      r.chain.Remove(open + 1);
-      if (rules.notifyRemoval) r.Notify(1, open);
-      rounds.removed = true;
-    }
-    g.gFoundVariable = false;
+    if (outcome == GroupOutcome::Ended) break;
+    rounds.removed = rounds.removed || outcome == GroupOutcome::Removed;
     r.last -= before - r.chain.Count();
   }
   return rounds;

@@ -61,25 +61,40 @@ bool OpenNamesPass(Reduction& r);
 // A word power w ^ n a is rewritten as ( w a ) ^ n. Returns false and gives up
 // w ^ n (with error 13) when the third cell is no number: `failed` says so.
 bool WordPowerPass(Reduction& r, bool& failed);
-// x ^ y, left to right.
-bool PowerPass(Reduction& r);
-// One of the operators of codes 51 to 59 between two numbers.
-bool OperatorPass(Reduction& r, int16_t type);
+// An operator between two numbers, left to right: the power (code 5), one of
+// the operators of codes 51 to 59, times and divide (4), plus and minus (3).
+// The operators differ only in their row of a table: how the step is shown to
+// the host, when it is given up, and what it computes.
+bool BinaryPass(Reduction& r, int16_t type);
 // Two numbers side by side multiply.
 bool AdjacentPass(Reduction& r);
-// * and /, then + and -.
-bool TimesDividePass(Reduction& r);
-bool PlusMinusPass(Reduction& r);
+
+// How a group of parentheses is reduced and closed: by a driver's round of
+// groups, or by the rounds of the groups that a rewritten word power made.
+enum class GroupRemoval : uint8_t {
+  UnlessVariableMet,  // its parentheses go, unless a variable was met in it
+  WhileChainLonger,   // they go while the chain holds more than one cell
+  Always,
+};
+struct GroupRule {
+  void (*reduce)(Calculator& c, int32_t& first, int32_t& last);
+  bool doneMarker = false;          // Change(0, 1) after the reduction tells the host the group is done
+  bool endUnlessOneCell = false;    // a group that does not come down to one cell ends the rounds
+  bool givenUpIsUnfinished = true;  // a given-up cell, which ends the rounds, is error 13
+  GroupRemoval removal = GroupRemoval::UnlessVariableMet;
+  bool changeOnRemoval = true;      // a Change over the place of the removed parentheses
+  bool forgetsVariable = true;      // gFoundVariable goes false after the group
+};
+enum class GroupOutcome : uint8_t { Ended, Removed, Kept };
+// Reduces the group open..close in front of the host (a Change over it first),
+// then closes it by the rule: the rounds end, or its parentheses went, or they stay.
+GroupOutcome ReduceGroup(Reduction& r, const GroupRule& rule, int32_t open, int32_t close);
 
 // The groups that a rewritten word power made, in rounds: the last "(" of the
-// range and the first ")" after it, reduced by the run's range reducer, and
-// their parentheses removed (on the next round when a variable was met).
-// A given-up cell ends the rounds with error 13.
+// range and the first ")" after it, reduced and closed by `group`.
 struct GroupRoundRules {
-  void (*reduce)(Calculator& c, int32_t open, int32_t close);
-  bool searchToFirst;  // the search goes down to `first` itself, while the range is not empty
-  bool doneMarker;     // Change(0, 1) after each reduction tells the host the group is done
-  bool notifyRemoval;  // a Change over the place of the removed parentheses
+  GroupRule group;
+  bool searchToFirst = false;  // the search goes down to `first` itself, while the range is not empty
 };
 struct GroupRounds {
   bool treated = false;  // a group was reduced

@@ -23,15 +23,26 @@ StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : 
 // nothing to do; 0 for stages that always run.
 int16_t PassTarget(const Stage& stage) {
   switch (stage.kind) {
-    case StageKind::HeadSign:
     case StageKind::Sign: return TypeSign;
     case StageKind::Words: return TypeWord;
     case StageKind::WordPower: return TypePowerNum;
-    case StageKind::Power: return TypePower;
-    case StageKind::Operator: return stage.operatorType;
-    case StageKind::TimesDivide: return TypeOper;
-    case StageKind::PlusMinus: return TypePlus;
+    case StageKind::Binary: return stage.operatorType;
     default: return 0;
+  }
+}
+
+// The passes, as reducers and drivers both run them.
+bool RunPassStage(const Stage& stage, Reduction& r) {
+  switch (stage.kind) {
+    case StageKind::Sign: return SignPass(r);
+    case StageKind::ExponentMark: return ExponentPass(r, false);
+    case StageKind::ExponentWord: return ExponentPass(r, true);
+    case StageKind::Factorial: return FactorialPass(r);
+    case StageKind::Words: return WordPass(r);
+    case StageKind::OpenNames: return OpenNamesPass(r);
+    case StageKind::Binary: return BinaryPass(r, stage.operatorType);
+    case StageKind::Adjacent: return AdjacentPass(r);
+    default: Fail(failure_code::InvalidCall, "a stage that is no pass, in the place of a pass");
   }
 }
 
@@ -43,19 +54,6 @@ StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reducti
   switch (stage.kind) {
     case StageKind::Formula:
       return profile.formula(r);
-    case StageKind::HeadSign:
-    case StageKind::Sign:
-      return AsOutcome(SignPass(r));
-    case StageKind::ExponentMark:
-      return AsOutcome(ExponentPass(r, false));
-    case StageKind::ExponentWord:
-      return AsOutcome(ExponentPass(r, true));
-    case StageKind::Factorial:
-      return AsOutcome(FactorialPass(r));
-    case StageKind::Words:
-      return AsOutcome(WordPass(r));
-    case StageKind::OpenNames:
-      return AsOutcome(OpenNamesPass(r));
     case StageKind::WordPower: {
       Shared().gPowerRewritten = false;
       bool failed = false;
@@ -65,18 +63,38 @@ StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reducti
     case StageKind::RewriteGroups:
       if (!Shared().gPowerRewritten) return StageOutcome::Nothing;
       return AsOutcome(profile.rewriteGroups(r));
-    case StageKind::Power:
-      return AsOutcome(PowerPass(r));
-    case StageKind::Operator:
-      return AsOutcome(OperatorPass(r, stage.operatorType));
-    case StageKind::Adjacent:
-      return AsOutcome(AdjacentPass(r));
-    case StageKind::TimesDivide:
-      return AsOutcome(TimesDividePass(r));
-    case StageKind::PlusMinus:
-      return AsOutcome(PlusMinusPass(r));
+    default:
+      return AsOutcome(RunPassStage(stage, r));
   }
-  return StageOutcome::Nothing;
+}
+
+// A driver stage; returns true when the driver goes on to its general reduction at once.
+bool RunDriverStage(const DriverProfile& profile, const Stage& stage, Reduction& r) {
+  switch (stage.kind) {
+    case StageKind::Bind:
+      BindVariables(r, profile.noteFoundVariable, profile.plainOnly, profile.changeAfterBind);
+      return false;
+    case StageKind::Pi:
+      BindPi(r, profile.piAnyCase);
+      return false;
+    case StageKind::Groups: {
+      const GroupRule& rule = profile.groupRounds[static_cast<size_t>(stage.round)];
+      int32_t open = 0;
+      int32_t close = 0;
+      while (FindGroup(r.chain, r.chain.Count(), 1, open, close)) {
+        if (ReduceGroup(r, rule, open, close) == GroupOutcome::Ended) return true;
+      }
+      return false;
+    }
+    case StageKind::WordPower: {
+      bool failed = false;
+      WordPowerPass(r, failed);
+      return failed;
+    }
+    default:
+      RunPassStage(stage, r);
+      return false;
+  }
 }
 
 size_t NextStage(std::span<const Stage> stages, size_t pc, size_t wordsIndex, bool reduced) {
@@ -134,57 +152,22 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
 void Drive(const DriverProfile& profile, Calculator& c) {
   Reduction r(c, profile.secondChain ? c.SecondChain : c.WorkingChain, profile.channel);
   r.factorial = FactorialRule::DoubleForward;
-  auto whole = [&] { r.WholeChain(); };
-  whole();
+  r.WholeChain();
   r.NoteChainTypes();
   bool typesStale = false;
   try {
-    for (const DriverStage& stage : profile.stages) {
-      whole();
+    for (const Stage& stage : profile.stages) {
+      r.WholeChain();
       if (typesStale) r.NoteChainTypes();
       // Groups (through their formula words) and word powers can bring kinds
       // of cells that the chain did not hold before.
-      typesStale = stage.kind == DriverStageKind::Groups || stage.kind == DriverStageKind::WordPower;
-      bool toGeneral = false;
-      switch (stage.kind) {
-        case DriverStageKind::Bind:
-          BindVariables(r, profile.noteFoundVariable, profile.plainOnly, profile.changeAfterBind);
-          break;
-        case DriverStageKind::Pi:
-          BindPi(r, profile.piAnyCase);
-          break;
-        case DriverStageKind::Sign:
-          SignPass(r);
-          break;
-        case DriverStageKind::ExponentMark:
-          ExponentPass(r, false);
-          break;
-        case DriverStageKind::ExponentWord:
-          ExponentPass(r, true);
-          break;
-        case DriverStageKind::Factorial:
-          FactorialPass(r);
-          break;
-        case DriverStageKind::Groups: {
-          int32_t open = 0;
-          int32_t close = 0;
-          while (!toGeneral && FindGroup(r.chain, r.chain.Count(), 1, open, close)) {
-            toGeneral = profile.group(r, open, close, stage.round);
-          }
-          break;
-        }
-        case DriverStageKind::WordPower:
-          WordPowerPass(r, toGeneral);
-          break;
-        case DriverStageKind::Power:
-          PowerPass(r);
-          break;
-        case DriverStageKind::General:
-          profile.general(r);
-          return;
+      typesStale = stage.kind == StageKind::Groups || stage.kind == StageKind::WordPower;
+      if (stage.kind == StageKind::General) {
+        profile.general(r);
+        return;
       }
-      if (toGeneral) {
-        whole();
+      if (RunDriverStage(profile, stage, r)) {
+        r.WholeChain();
         profile.general(r);
         return;
       }

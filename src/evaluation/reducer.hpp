@@ -14,26 +14,31 @@ namespace morvex::detail {
 
 enum class StageOutcome : uint8_t { Nothing, Reduced, EndCall };
 
-// What a reducer stage does.
+// What a stage does. Reducers run the passes and their own stages (Formula,
+// WordPower, RewriteGroups); drivers run the passes and theirs (Bind, Pi,
+// WordPower, Groups, General). A pass does the same in both.
 enum class StageKind : uint8_t {
-  Formula,        // formula words are expanded (or computed by a nested calculator)
-  HeadSign,       // unary signs before anything else
+  // The passes.
+  Sign,           // unary signs
   ExponentMark,   // "E"
   ExponentWord,   // "EXP"
   Factorial,
   Words,          // function words with their argument
   OpenNames,      // unknown names count as 0
+  Binary,         // the operator of the stage between two numbers (power, 51 to 59, * /, + -)
+  Adjacent,       // implied multiplication
+  // The stages of a reducer.
+  Formula,        // formula words are expanded (or computed by a nested calculator)
   WordPower,      // w ^ n a rewritten as ( w a ) ^ n
   RewriteGroups,  // the groups that the rewriting made
-  Power,
-  Operator,       // one of the operators 51 to 59 (the stage's operator)
-  Adjacent,       // implied multiplication
-  Sign,
-  TimesDivide,
-  PlusMinus,
+  // The stages of a driver (which works on the whole chain).
+  Bind,           // variables of the line
+  Pi,
+  Groups,         // parenthesised groups, by the driver's group rule of the stage's round
+  General,        // the general reduction of the whole chain, then the driver's finish
 };
 
-// Where the run goes after a stage.
+// Where a reducer goes after a stage.
 enum class Flow : uint8_t {
   Next,
   BackToWordsIfReduced,  // to the function word pass when the stage reduced anything
@@ -43,42 +48,24 @@ enum class Flow : uint8_t {
 struct Stage {
   StageKind kind;
   Flow flow = Flow::Next;
-  int16_t operatorType = 0;
+  int16_t operatorType = 0;  // the operator of a Binary stage
+  int8_t round = 0;          // the group rule of a Groups stage
 };
 
 struct ReducerProfile {
   std::span<const Stage> stages;
-  bool secondChain;  // works on the second chain (else the working chain)
-  Channel channel;
-  FactorialRule factorial;
-  LoneWordRule loneWords;
-  bool signWordHasRow;
-  bool catchesMissingChain;  // a variable without a stored chain ends the formula stage only
-  StageOutcome (*formula)(Reduction&);  // the formula stage, when the table has one
-  bool (*rewriteGroups)(Reduction&);    // the groups stage, when the table has one
+  bool secondChain = false;  // works on the second chain (else the working chain)
+  Channel channel = Channel::Silent;
+  FactorialRule factorial = FactorialRule::DoubleForward;
+  LoneWordRule loneWords = LoneWordRule::Skip;
+  bool signWordHasRow = true;
+  bool catchesMissingChain = false;  // a variable without a stored chain ends the formula stage only
+  StageOutcome (*formula)(Reduction&) = nullptr;  // the formula stage, when the table has one
+  bool (*rewriteGroups)(Reduction&) = nullptr;    // the groups stage, when the table has one
 };
 
 // Runs a reducer over first..last (first 0: the whole chain); both follow the cells.
 void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_t& last);
-
-// What a driver stage does. Drivers work on the whole chain.
-enum class DriverStageKind : uint8_t {
-  Bind,          // variables of the line
-  Pi,
-  Sign,
-  ExponentMark,
-  ExponentWord,
-  Factorial,
-  Groups,        // parenthesised groups, by the driver's group rule (round 1, 2, 3)
-  WordPower,
-  Power,
-  General,       // the general reduction of the whole chain, then the driver's finish
-};
-
-struct DriverStage {
-  DriverStageKind kind;
-  int8_t round = 0;
-};
 
 enum class DriverFailure : uint8_t {
   EndSilently,    // the run ends, nothing marked
@@ -86,18 +73,16 @@ enum class DriverFailure : uint8_t {
 };
 
 struct DriverProfile {
-  std::span<const DriverStage> stages;
-  bool secondChain;
-  Channel channel;
-  DriverFailure failure;
-  bool noteFoundVariable;  // binding notes gFoundVariable
-  bool plainOnly;          // binding compares plain variables alone
-  bool changeAfterBind;    // binding raises a Change after the step too
-  bool piAnyCase;
-  // A group round: reduces the group, says whether to go on to the general
-  // reduction at once (true) and removes its parentheses as the driver's rule says.
-  bool (*group)(Reduction&, int32_t open, int32_t close, int8_t round);
-  void (*general)(Reduction&);  // the general reduction and what follows it
+  std::span<const Stage> stages;
+  bool secondChain = false;
+  Channel channel = Channel::Silent;
+  DriverFailure failure = DriverFailure::EndSilently;
+  bool noteFoundVariable = false;  // binding notes gFoundVariable
+  bool plainOnly = false;          // binding compares plain variables alone
+  bool changeAfterBind = false;    // binding raises a Change after the step too
+  bool piAnyCase = false;
+  std::span<const GroupRule> groupRounds = {};  // the rule of each round of groups
+  void (*general)(Reduction&) = nullptr;   // the general reduction and what follows it
 };
 
 // Runs a driver over the whole chain.

@@ -33,48 +33,33 @@ StageOutcome SilentFormulaStage(Reduction& r) { return ExpandFormulaWords(r, 1, 
 // The groups that a word power rewriting made, each reduced by
 // EvaluateReduce2; a group treated at all sends the run back to the words.
 bool SilentRewriteGroups(Reduction& r) {
-  constexpr GroupRoundRules kRules{[](Calculator& c, int32_t open, int32_t close) { EvaluateReduce2(c, open, close); },
-                                   false, false, false};
+  constexpr GroupRoundRules kRules{.group = {.reduce = EvaluateReduce2}};
   return ReduceRewrittenGroups(r, kRules).treated;
 }
 
 constexpr std::array<Stage, 8> kEvaluateReduceHead = {{
-    {K::Formula},
-    {K::ExponentMark},
-    {K::ExponentWord},
-    {K::Factorial},
-    {K::Words},
-    {K::OpenNames, F::RestartIfReduced},
-    {K::WordPower},
-    {K::RewriteGroups, F::BackToWordsIfReduced},
+    {.kind = K::Formula},
+    {.kind = K::ExponentMark},
+    {.kind = K::ExponentWord},
+    {.kind = K::Factorial},
+    {.kind = K::Words},
+    {.kind = K::OpenNames, .flow = F::RestartIfReduced},
+    {.kind = K::WordPower},
+    {.kind = K::RewriteGroups, .flow = F::BackToWordsIfReduced},
 }};
 constexpr auto kEvaluateReduceStages = stages::Join(kEvaluateReduceHead, stages::Tail(F::Next));
 
-constexpr ReducerProfile kEvaluateReduce{kEvaluateReduceStages, false, Channel::Silent, FactorialRule::DoubleForward,
-                                         LoneWordRule::Skip, true, true, SilentFormulaStage, SilentRewriteGroups};
+constexpr ReducerProfile kEvaluateReduce{.stages = kEvaluateReduceStages,
+                                         .catchesMissingChain = true,
+                                         .formula = SilentFormulaStage,
+                                         .rewriteGroups = SilentRewriteGroups};
 
 // The twin of the loud range reducers, silent.
-constexpr ReducerProfile kEvaluateReduce2{stages::kRangeStages, false, Channel::Silent, FactorialRule::DoubleForward,
-                                          LoneWordRule::ZeroNumber, true, false, nullptr, nullptr};
+constexpr ReducerProfile kEvaluateReduce2{.stages = stages::kRangeStages, .loneWords = LoneWordRule::ZeroNumber};
 
 // A group of the silent driver: reduced, then its parentheses go (unless a
 // variable was met: then on the next round). A given-up cell ends the groups.
-bool SilentGroup(Reduction& r, int32_t open, int32_t close, int8_t) {
-  SharedState& g = Shared();
-  int32_t first = open;
-  int32_t last = close;
-  EvaluateReduce(r.c, first, last);
-  if (HasGivenUpCell(r.chain)) {
-    g.gErr.NumError = error_number::Unfinished;
-    return true;
-  }
-  if (!g.gFoundVariable) {
-    r.chain.Remove(open);
-    r.chain.Remove(open + 1);
-  }
-  g.gFoundVariable = false;
-  return false;
-}
+constexpr GroupRule kSilentGroup[] = {{.reduce = EvaluateReduce}};
 
 void SilentGeneral(Reduction& r) {
   int32_t first = 0;
@@ -86,22 +71,24 @@ void SilentGeneral(Reduction& r) {
 
 void NoGeneral(Reduction&) {}
 
-using D = DriverStageKind;
-constexpr DriverProfile kEvaluateChain{stages::kLineDriverStages, false, Channel::Silent, DriverFailure::EndSilently,
-                                       true, false, false, false, SilentGroup, SilentGeneral};
+constexpr DriverProfile kEvaluateChain{.stages = stages::kLineDriverStages,
+                                       .noteFoundVariable = true,
+                                       .groupRounds = kSilentGroup,
+                                       .general = SilentGeneral};
 
-constexpr std::array<DriverStage, 7> kPreReduceStages = {{
-    {D::Pi},
-    {D::Sign},
-    {D::ExponentMark},
-    {D::ExponentWord},
-    {D::Factorial},
-    {D::WordPower},
-    {D::Sign},
+// The definition of a formula word, spliced into a line's chain in the silent
+// run: what the general reduction would take as its first steps.
+constexpr std::array<Stage, 7> kPreReduceStages = {{
+    {.kind = K::Pi},
+    {.kind = K::Sign},
+    {.kind = K::ExponentMark},
+    {.kind = K::ExponentWord},
+    {.kind = K::Factorial},
+    {.kind = K::WordPower},
+    {.kind = K::Sign},
 }};
 
-constexpr DriverProfile kPreReduceChain{kPreReduceStages, false, Channel::Silent, DriverFailure::EndSilently,
-                                        false, false, false, false, SilentGroup, NoGeneral};
+constexpr DriverProfile kPreReduceChain{.stages = kPreReduceStages, .general = NoGeneral};
 
 }  // namespace
 

@@ -6,7 +6,7 @@ namespace morvex::detail {
 
 void FetchFunctions(Calculator& c) {
   const int32_t count = c.Variables.Count();
-  for (int32_t i = 4; i <= count; ++i) {
+  for (int32_t i = var_index::FirstUser; i <= count; ++i) {
     try {
       std::string text = c.StoredChain(i).Join();
       std::string name = c.Variables.Item(i).Key;

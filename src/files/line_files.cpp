@@ -5,6 +5,7 @@
 
 #include "core/nesting.hpp"
 #include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "files/fast_text_stream.hpp"
 #include "platform/file_system.hpp"
 
@@ -46,23 +47,18 @@ void LoadHText(Calculator& c, std::string& path, LineCalculation calculate) {
   c.ResultText.clear();
   c.EchoText.clear();
   Shared().gErr = CErrOcur();
-  const std::string file = path.empty() ? platform::FindFileIgnoringCase(c.ProgramFolder, kStartUpFile) : path;
+  const std::string file = path.empty() ? platform::FindFile(c.ProgramFolder, kStartUpFile, EqualsIgnoreCase) : path;
   if (!platform::FileExists(file)) return;
   NestingGuard nesting("line files");
 
   FastTextStream stream;
   stream.OpenTextFileForReading(file);
-  const int16_t total = CheckedInt16(stream.NumberOfBufferLines());
-  int16_t count = 0;
-  for (;;) {
-    if (stream.AtEndOfFile()) break;
-    count = CheckedInt16(count + 1);
-    if (count == total - 1) break;
+  WalkLineFile(stream, [&](int16_t count, int16_t total) {
     if (total == 0) Fail(failure_code::DivisionByZero, "division by zero: a file of one line without a line end");
     c.RaiseProgress(static_cast<double>(count) / total);
     c.ResultText.clear();
     c.EchoText.clear();
-    std::string line = stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine()));
+    std::string line = CurrentLine(stream);
     if (line == kPauseLine) {
       Pause(c);
     } else {
@@ -72,9 +68,7 @@ void LoadHText(Calculator& c, std::string& path, LineCalculation calculate) {
     c.ResultText.clear();
     c.RaiseHostTurn();
     ClearLineOutputs(c);
-    stream.ReadLine();
-    if (stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine())) == FastTextStream::LineOutOfBoundsText) break;
-  }
+  });
   c.RaiseProgress(1.0);
   ClearLineOutputs(c);
 }

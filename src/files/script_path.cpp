@@ -12,7 +12,7 @@
 #include "core/shared_state.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
-#include "files/fast_text_stream.hpp"
+#include "files/line_files.hpp"
 #include "platform/file_system.hpp"
 #include "platform/script/script_control.hpp"
 
@@ -31,17 +31,8 @@ constexpr int32_t kMaxParameters = 12;
 std::string ReadScriptText(const std::string& path) {
   FastTextStream stream;
   stream.OpenTextFileForReading(path);
-  const int32_t total = stream.NumberOfBufferLines();
   std::string text;
-  int32_t count = 0;
-  for (;;) {
-    if (stream.AtEndOfFile()) break;
-    ++count;
-    if (count == total - 1) break;
-    text += stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine()));
-    stream.ReadLine();
-    if (stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine())) == FastTextStream::LineOutOfBoundsText) break;
-  }
+  WalkLineFile(stream, [&](int16_t, int16_t) { text += CurrentLine(stream); });
   return text;
 }
 

@@ -119,15 +119,11 @@ const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
   return listing.files;
 }
 
-std::string FindFileIgnoringCase(const std::string& folder, std::string_view name) {
+std::string FindFile(const std::string& folder, std::string_view name, SameName sameName) {
   std::string path = JoinPath(folder, name);
   if (FileExists(path)) return path;
-  auto upper = [](unsigned char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : static_cast<char>(c); };
   for (const FolderFile& file : ListFolderFiles(folder)) {
-    if (file.name.size() != name.size()) continue;
-    bool same = true;
-    for (size_t i = 0; i < name.size() && same; ++i) same = upper(file.name[i]) == upper(name[i]);
-    if (same) return file.fullPath;
+    if (sameName(file.name, name)) return file.fullPath;
   }
   return path;
 }

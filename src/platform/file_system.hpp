@@ -48,7 +48,9 @@ struct FolderFile {
 const std::vector<FolderFile>& ListFolderFiles(const std::string& folder);
 
 // The path of the file `name` in `folder`: the exact spelling when it exists,
-// else a listed file whose name differs only in case, else the exact path.
-std::string FindFileIgnoringCase(const std::string& folder, std::string_view name);
+// else the first listed file whose name `sameName` takes for it (the caller's
+// rule of case), else the exact path.
+using SameName = bool (*)(std::string_view listed, std::string_view wanted);
+std::string FindFile(const std::string& folder, std::string_view name, SameName sameName);
 
 }  // namespace morvex::platform

@@ -32,52 +32,41 @@ StageOutcome LoudFormulaStage(Reduction& r) { return ExpandFormulaWords(r, 0, Sp
 // The groups of a rewritten word power, each reduced by ReduceRange and
 // closed by Change(0, 1); the run goes on with the power pass.
 bool LoudRewriteGroups(Reduction& r) {
-  constexpr GroupRoundRules kRules{[](Calculator& c, int32_t open, int32_t close) { ReduceRange(c, open, close); },
-                                   false, true, false};
+  constexpr GroupRoundRules kRules{
+      .group = {.reduce = ReduceRange, .doneMarker = true, .changeOnRemoval = false}};
   ReduceRewrittenGroups(r, kRules);
   return false;
 }
 
 constexpr std::array<Stage, 9> kRunReduceHead = {{
-    {K::Formula},
-    {K::HeadSign, F::BackToWordsIfReduced},
-    {K::ExponentMark},
-    {K::ExponentWord},
-    {K::Factorial},
-    {K::Words},
-    {K::OpenNames, F::RestartIfReduced},
-    {K::WordPower},
-    {K::RewriteGroups},
+    {.kind = K::Formula},
+    {.kind = K::Sign, .flow = F::BackToWordsIfReduced},
+    {.kind = K::ExponentMark},
+    {.kind = K::ExponentWord},
+    {.kind = K::Factorial},
+    {.kind = K::Words},
+    {.kind = K::OpenNames, .flow = F::RestartIfReduced},
+    {.kind = K::WordPower},
+    {.kind = K::RewriteGroups},
 }};
 constexpr auto kRunReduceStages = stages::Join(kRunReduceHead, stages::Tail(F::BackToWordsIfReduced));
 
-constexpr ReducerProfile kRunReduce{kRunReduceStages, false, Channel::Change, FactorialRule::DoubleForward,
-                                    LoneWordRule::Skip, true, true, LoudFormulaStage, LoudRewriteGroups};
+constexpr ReducerProfile kRunReduce{.stages = kRunReduceStages,
+                                    .channel = Channel::Change,
+                                    .factorial = FactorialRule::DoubleForward,
+                                    .catchesMissingChain = true,
+                                    .formula = LoudFormulaStage,
+                                    .rewriteGroups = LoudRewriteGroups};
 
-constexpr ReducerProfile kReduceRange{stages::kRangeStages, false, Channel::Change, FactorialRule::Int32Backward,
-                                      LoneWordRule::ZeroKeepWord, false, false, nullptr, nullptr};
+constexpr ReducerProfile kReduceRange{.stages = stages::kRangeStages,
+                                      .channel = Channel::Change,
+                                      .factorial = FactorialRule::Int32Backward,
+                                      .loneWords = LoneWordRule::ZeroKeepWord,
+                                      .signWordHasRow = false};
 
 // A group of the calculation run: reduced in front of the host; a group that
 // does not come down to one cell, or gives up a cell, ends the group rounds.
-bool LoudGroup(Reduction& r, int32_t open, int32_t close, int8_t) {
-  SharedState& g = Shared();
-  r.Notify(close - open + 1, open);
-  int32_t first = open;
-  RunReduce(r.c, first, close);
-  if (close - open > 2) return true;
-  if (HasGivenUpCell(r.chain)) {
-    g.gErr.NumError = error_number::Unfinished;
-    return true;
-  }
-  if (!g.gFoundVariable) {
-    r.chain.Remove(open);
-    r.chain.Remove(open + 1);
-    r.Notify(1, open);
-  }
-  g.gFoundVariable = false;
-  return false;
-}
-
+constexpr GroupRule kLoudGroup[] = {{.reduce = RunReduce, .endUnlessOneCell = true}};
 
 // The value of the line goes to ResultText, Ans and a plain target.
 void StoreResult(Calculator& c, const std::string& kept, const std::string& resultText) {
@@ -91,7 +80,7 @@ void StoreResult(Calculator& c, const std::string& kept, const std::string& resu
   Cell& cell = ans.Add(flag::AddPattern, "Ans");
   cell.KeyVal("Ans");
   cell.Value(FormatNumber(value).view());
-  c.VariableChains[1] = std::move(ans);
+  c.VariableChains[var_index::Ans] = std::move(ans);
   if (kept.empty()) return;
   const int32_t index = c.VariableIndex(kept);
   if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {
@@ -130,8 +119,13 @@ void LoudGeneral(Reduction& r) {
   g.gParenDepth = 0;
 }
 
-constexpr DriverProfile kRunChain{stages::kLineDriverStages, false, Channel::Change, DriverFailure::GiveUpAndEnd,
-                                  true, false, true, false, LoudGroup, LoudGeneral};
+constexpr DriverProfile kRunChain{.stages = stages::kLineDriverStages,
+                                  .channel = Channel::Change,
+                                  .failure = DriverFailure::GiveUpAndEnd,
+                                  .noteFoundVariable = true,
+                                  .changeAfterBind = true,
+                                  .groupRounds = kLoudGroup,
+                                  .general = LoudGeneral};
 
 }  // namespace
 
@@ -139,6 +133,6 @@ void RunChain(Calculator& c) { Drive(kRunChain, c); }
 
 void RunReduce(Calculator& c, int32_t& first, int32_t& last) { Reduce(kRunReduce, c, first, last); }
 
-void ReduceRange(Calculator& c, int32_t first, int32_t last) { Reduce(kReduceRange, c, first, last); }
+void ReduceRange(Calculator& c, int32_t& first, int32_t& last) { Reduce(kReduceRange, c, first, last); }
 
 }  // namespace morvex::detail

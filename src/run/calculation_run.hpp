@@ -14,6 +14,6 @@ void RunChain(Calculator& c);
 // Reduces first..last of the working chain (first 0: the whole chain) with Change events.
 void RunReduce(Calculator& c, int32_t& first, int32_t& last);
 // The reducer of the group of a rewritten word power on the working chain.
-void ReduceRange(Calculator& c, int32_t first, int32_t last);
+void ReduceRange(Calculator& c, int32_t& first, int32_t& last);
 
 }  // namespace morvex::detail

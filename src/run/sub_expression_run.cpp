@@ -38,7 +38,7 @@ void ComputeInNestedCalculator(Calculator& c, const Class1& variable) {
   nested.ProgramFolder(c.ProgramFolder);
   nested.Initialize();
   const int32_t count = c.Variables.Count();
-  for (int32_t k = 4; k <= count - 1; ++k) {
+  for (int32_t k = var_index::FirstUser; k <= count - 1; ++k) {
     try {
       std::string definition = c.StoredChain(k).Join() + "=" + c.Variables.Item(k).Key;
       c.RaiseInternalCalc(static_cast<double>(k) / count);
@@ -71,50 +71,46 @@ StageOutcome NestedFormulaStage(Reduction& r) {
 // The groups of a rewritten word power, each reduced by ReduceSubRange; the
 // run goes back to the words when it removed parentheses.
 bool NestedRewriteGroups(Reduction& r) {
-  constexpr GroupRoundRules kRules{
-      [](Calculator& c, int32_t open, int32_t close) { ReduceSubRange(c, open, close); }, true, false, true};
+  constexpr GroupRoundRules kRules{.group = {.reduce = ReduceSubRange}, .searchToFirst = true};
   return ReduceRewrittenGroups(r, kRules).removed;
 }
 
 constexpr std::array<Stage, 8> kRunSubReduceHead = {{
-    {K::Formula},
-    {K::Factorial},
-    {K::ExponentMark},
-    {K::ExponentWord},
-    {K::Words},
-    {K::OpenNames, F::RestartIfReduced},
-    {K::WordPower},
-    {K::RewriteGroups, F::BackToWordsIfReduced},
+    {.kind = K::Formula},
+    {.kind = K::Factorial},
+    {.kind = K::ExponentMark},
+    {.kind = K::ExponentWord},
+    {.kind = K::Words},
+    {.kind = K::OpenNames, .flow = F::RestartIfReduced},
+    {.kind = K::WordPower},
+    {.kind = K::RewriteGroups, .flow = F::BackToWordsIfReduced},
 }};
 constexpr auto kRunSubReduceStages = stages::Join(kRunSubReduceHead, stages::Tail(F::BackToWordsIfReduced));
 
-constexpr ReducerProfile kRunSubReduce{kRunSubReduceStages, true, Channel::Change2, FactorialRule::Int32Forward,
-                                       LoneWordRule::Skip, true, true, NestedFormulaStage, NestedRewriteGroups};
+constexpr ReducerProfile kRunSubReduce{.stages = kRunSubReduceStages,
+                                       .secondChain = true,
+                                       .channel = Channel::Change2,
+                                       .factorial = FactorialRule::Int32Forward,
+                                       .catchesMissingChain = true,
+                                       .formula = NestedFormulaStage,
+                                       .rewriteGroups = NestedRewriteGroups};
 
-constexpr ReducerProfile kReduceSubRange{stages::kRangeStages, true, Channel::Change2, FactorialRule::Int32Backward,
-                                         LoneWordRule::Skip, false, false, nullptr, nullptr};
+constexpr ReducerProfile kReduceSubRange{.stages = stages::kRangeStages,
+                                         .secondChain = true,
+                                         .channel = Channel::Change2,
+                                         .factorial = FactorialRule::Int32Backward,
+                                         .signWordHasRow = false};
 
 // The three group rounds of a formula's text differ in what a given-up cell
 // and a lone remaining cell do.
-bool SubGroup(Reduction& r, int32_t open, int32_t close, int8_t round) {
-  SharedState& g = Shared();
-  r.Notify(close - open + 1, open);
-  int32_t first = open;
-  int32_t last = close;
-  RunSubReduce(r.c, first, last);
-  if (HasGivenUpCell(r.chain)) {
-    if (round == 3) g.gErr.NumError = error_number::Unfinished;
-    return true;
-  }
-  const bool remove = round == 1 ? r.chain.Count() > 1 : round == 2 ? true : !g.gFoundVariable;
-  if (remove) {
-    r.chain.Remove(open);
-    r.chain.Remove(open + 1);
-    r.Notify(1, open);
-  }
-  if (round == 3) g.gFoundVariable = false;
-  return false;
-}
+constexpr GroupRule kSubGroupRounds[] = {
+    {.reduce = RunSubReduce,
+     .givenUpIsUnfinished = false,
+     .removal = GroupRemoval::WhileChainLonger,
+     .forgetsVariable = false},
+    {.reduce = RunSubReduce, .givenUpIsUnfinished = false, .removal = GroupRemoval::Always, .forgetsVariable = false},
+    {.reduce = RunSubReduce},
+};
 
 void SubGeneral(Reduction& r) {
   int32_t first = 0;
@@ -124,27 +120,31 @@ void SubGeneral(Reduction& r) {
   Shared().gParenDepth2 = 0;
 }
 
-using D = DriverStageKind;
-constexpr std::array<DriverStage, 15> kRunSubChainStages = {{
-    {D::Bind},
-    {D::Pi},
-    {D::Sign},
-    {D::ExponentMark},
-    {D::ExponentWord},
-    {D::Factorial},
-    {D::Groups, 1},
-    {D::WordPower},
-    {D::Groups, 2},
-    {D::Power},
-    {D::Sign},
-    {D::Groups, 3},
-    {D::Power},
-    {D::Sign},
-    {D::General},
+constexpr std::array<Stage, 15> kRunSubChainStages = {{
+    {.kind = K::Bind},
+    {.kind = K::Pi},
+    {.kind = K::Sign},
+    {.kind = K::ExponentMark},
+    {.kind = K::ExponentWord},
+    {.kind = K::Factorial},
+    {.kind = K::Groups, .round = 0},
+    {.kind = K::WordPower},
+    {.kind = K::Groups, .round = 1},
+    {.kind = K::Binary, .operatorType = TypePower},
+    {.kind = K::Sign},
+    {.kind = K::Groups, .round = 2},
+    {.kind = K::Binary, .operatorType = TypePower},
+    {.kind = K::Sign},
+    {.kind = K::General},
 }};
 
-constexpr DriverProfile kRunSubChain{kRunSubChainStages, true, Channel::Change2, DriverFailure::EndSilently,
-                                     false, true, false, true, SubGroup, SubGeneral};
+constexpr DriverProfile kRunSubChain{.stages = kRunSubChainStages,
+                                     .secondChain = true,
+                                     .channel = Channel::Change2,
+                                     .plainOnly = true,
+                                     .piAnyCase = true,
+                                     .groupRounds = kSubGroupRounds,
+                                     .general = SubGeneral};
 
 }  // namespace
 

@@ -68,7 +68,7 @@ int16_t ClassifyWord(std::string_view word, const VariableString& variables) {
   if (EqualsIgnoreCase(word, "YVAR")) return word_code::YVar;
   int32_t position = 0;
   for (const Class1& variable : variables) {
-    if (++position >= 4 && variable.Key == word) return 0;
+    if (++position >= var_index::FirstUser && variable.Key == word) return 0;
   }
   if (word.size() > 6) return 0;  // longer than any reserved word
   for (const ReservedWord& reserved : kReservedWords) {

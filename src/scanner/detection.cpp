@@ -29,62 +29,11 @@ void BindVariables(Calculator& c) {
       if (!EqualsIgnoreCase(cell.Value(), variable.Key)) continue;
       cell.Value(variable.Key);
       cell.NameStr(TypeWord);
-      if (variable.TypeVar >= 1 && variable.TypeVar <= 4) {
+      if (variable.TypeVar >= var_type::Plain && variable.TypeVar <= var_type::FormulaXY) {
         WriteRow(cell, FlagRow{kBindingRows[variable.TypeVar], All & ~BNumber});
       }
       break;
     }
-  }
-}
-
-// The neighbour test of the first cell; returns the error number or 0.
-int32_t TestFirstCell(dna& chain) {
-  Cell& cell = chain[1];
-  if (!cell.BFirst()) {
-    if (cell.NameStr() != TypePlus) return E::NotCreatable;
-    cell.NameStr(TypeSign);  // a leading sign is unary
-  }
-  if (cell.NameStr() == TypeFactorial) return E::NotCreatable;
-  if (chain.Count() == 1) {
-    if (cell.Value() == "E" || cell.Value() == "e" || !cell.BLast()) return E::NotCreatable;
-  }
-  return 0;
-}
-
-// The neighbour test of cell i above 1; returns the error number or 0.
-int32_t TestCell(dna& chain, int32_t i) {
-  Cell& cell = chain[i];
-  const Cell& previous = chain[i - 1];
-  if (i == chain.Count() && !cell.BLast()) return E::NotCreatable;
-  switch (cell.NameStr()) {
-    case TypeAns:
-      return previous.BAns() ? 0 : E::Missmatch;
-    case TypePower:
-      if (previous.BPower()) return 0;
-      if (!previous.BPowerNum()) return E::OperatorBadPosition;
-      cell.NameStr(TypePowerNum);
-      return 0;
-    case TypeChar:
-      return previous.BChar() ? 0 : E::StringBadPosition;
-    case TypeFactorial:
-      return previous.NameStr() == TypeNumber ? 0 : E::NotCreatable;
-    case TypeEnd:
-      return previous.BEnd() && cell.BEnd() ? 0 : E::ParenthesisBadPosition;
-    case TypeExtra:
-      return previous.BExtra() ? 0 : E::PowerBadPosition;
-    case TypeWord:
-      return previous.BFunction() ? 0 : E::FunctionBadPosition;
-    case TypeNumber:
-      return previous.BNumber() ? 0 : E::NumberBadPosition;
-    case TypeOper:
-      return previous.BOper() ? 0 : E::OperatorBadPosition;
-    case TypePlus:
-      if (previous.BPlus()) return 0;
-      if (!previous.BSign()) return E::OperatorBadPosition;
-      cell.NameStr(TypeSign);
-      return 0;
-    default:
-      return 0;
   }
 }
 
@@ -132,6 +81,77 @@ void CloseParentheses(dna& chain, int32_t count) {
   }
 }
 
+namespace {
+
+// The test of the first cell; returns the error number or 0.
+int32_t TestFirstCell(dna& chain, const NeighbourRules& rules) {
+  Cell& cell = chain[1];
+  if (!cell.BFirst()) {
+    if (cell.NameStr() != TypePlus) return E::NotCreatable;
+    cell.NameStr(TypeSign);  // a leading sign is unary
+  }
+  if (rules.factorialNeedsNumber && cell.NameStr() == TypeFactorial) return E::NotCreatable;
+  if (chain.Count() == 1) {
+    if (rules.loneExponentMark && (cell.Value() == "E" || cell.Value() == "e")) return E::NotCreatable;
+    if (!cell.BLast()) return E::NotCreatable;
+  }
+  return 0;
+}
+
+// The test of cell i above 1 against the cell before it; returns the error number or 0.
+int32_t TestCell(dna& chain, int32_t i, const NeighbourRules& rules) {
+  Cell& cell = chain[i];
+  const Cell& previous = chain[i - 1];
+  if (rules.lastCellMustEnd && i == chain.Count() && !cell.BLast()) return E::NotCreatable;
+  switch (cell.NameStr()) {
+    case TypeAns:
+      return previous.BAns() ? 0 : E::Missmatch;
+    case TypePower:
+      if (previous.BPower()) return 0;
+      if (!previous.BPowerNum()) return E::OperatorBadPosition;
+      cell.NameStr(TypePowerNum);
+      return 0;
+    case TypeChar:
+      return previous.BChar() ? 0 : E::StringBadPosition;
+    case TypeFactorial:
+      return !rules.factorialNeedsNumber || previous.NameStr() == TypeNumber ? 0 : E::NotCreatable;
+    case TypeEnd:
+      return previous.BEnd() && cell.BEnd() ? 0 : E::ParenthesisBadPosition;
+    case TypeExtra:
+      return previous.BExtra() ? 0 : E::PowerBadPosition;
+    case TypeWord:
+      return previous.BFunction() ? 0 : E::FunctionBadPosition;
+    case TypeEquals:
+      return !rules.equalsAndSign || previous.BLast() ? 0 : E::NotCreatable;
+    case TypeNumber:
+      return previous.BNumber() ? 0 : E::NumberBadPosition;
+    case TypeOper:
+      return previous.BOper() ? 0 : E::OperatorBadPosition;
+    case TypePlus:
+      if (previous.BPlus()) return 0;
+      if (!previous.BSign()) return E::OperatorBadPosition;
+      cell.NameStr(TypeSign);
+      return 0;
+    case TypeSign:
+      return !rules.equalsAndSign || previous.BSign() ? 0 : E::OperatorBadPosition;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+int32_t FindNeighbourError(dna& chain, const NeighbourRules& rules) {
+  for (int32_t i = 1; i <= chain.Count(); ++i) {
+    const int32_t error = i == 1 ? TestFirstCell(chain, rules) : TestCell(chain, i, rules);
+    if (error != 0) {
+      ReportError(chain, error, i);
+      return i;
+    }
+  }
+  return 0;
+}
+
 void DetectChain(Calculator& c) {
   dna& chain = c.WorkingChain;
   RecountParentheses(chain);
@@ -140,13 +160,7 @@ void DetectChain(Calculator& c) {
     return;
   }
   if (c.StringVariable.empty()) BindVariables(c);
-  for (int32_t i = 1; i <= chain.Count(); ++i) {
-    int32_t error = i == 1 ? TestFirstCell(chain) : TestCell(chain, i);
-    if (error != 0) {
-      ReportError(chain, error, i);
-      return;
-    }
-  }
+  if (FindNeighbourError(chain, kLineNeighbours) != 0) return;
   if (Shared().gParenDepth > 0) CloseParentheses(chain, Shared().gParenDepth);
 }
 

@@ -125,7 +125,7 @@ void CloseWord(dna& chain, int32_t i, const VariableString& variables, WordStyle
 bool IsUserVariableName(const VariableString& variables, std::string_view text) {
   int32_t position = 0;
   for (const Class1& variable : variables) {
-    if (++position >= 4 && variable.Key == text) return true;
+    if (++position >= var_index::FirstUser && variable.Key == text) return true;
   }
   return false;
 }

@@ -63,43 +63,6 @@ void SecondWordPass(dna& chain, const Calculator& c) {
   }
 }
 
-int32_t TestFirstFormulaCell(dna& chain) {
-  Cell& cell = chain[1];
-  if (!cell.BFirst()) {
-    if (cell.NameStr() != TypePlus) return E::NotCreatable;
-    cell.NameStr(TypeSign);
-  }
-  if (chain.Count() == 1 && !cell.BLast()) return E::NotCreatable;
-  return 0;
-}
-
-int32_t TestFormulaCell(dna& chain, int32_t i) {
-  Cell& cell = chain[i];
-  const Cell& previous = chain[i - 1];
-  switch (cell.NameStr()) {
-    case TypeAns: return previous.BAns() ? 0 : E::Missmatch;
-    case TypePower:
-      if (previous.BPower()) return 0;
-      if (!previous.BPowerNum()) return E::OperatorBadPosition;
-      cell.NameStr(TypePowerNum);
-      return 0;
-    case TypeChar: return previous.BChar() ? 0 : E::StringBadPosition;
-    case TypeEnd: return previous.BEnd() && cell.BEnd() ? 0 : E::ParenthesisBadPosition;
-    case TypeExtra: return previous.BExtra() ? 0 : E::PowerBadPosition;
-    case TypeWord: return previous.BFunction() ? 0 : E::FunctionBadPosition;
-    case TypeEquals: return previous.BLast() ? 0 : E::NotCreatable;
-    case TypeNumber: return previous.BNumber() ? 0 : E::NumberBadPosition;
-    case TypeOper: return previous.BOper() ? 0 : E::OperatorBadPosition;
-    case TypePlus:
-      if (previous.BPlus()) return 0;
-      if (!previous.BSign()) return E::OperatorBadPosition;
-      cell.NameStr(TypeSign);
-      return 0;
-    case TypeSign: return previous.BSign() ? 0 : E::OperatorBadPosition;
-    default: return 0;
-  }
-}
-
 }  // namespace
 
 bool ScanFormulaText(Calculator& c, std::string_view text) {
@@ -126,13 +89,9 @@ bool ScanFormulaText(Calculator& c, std::string_view text) {
     ReportError(chain, E::MultiplePoint, at);
     return false;
   }
-  for (int32_t i = 1; i <= chain.Count(); ++i) {
-    int32_t error = i == 1 ? TestFirstFormulaCell(chain) : TestFormulaCell(chain, i);
-    if (error != 0) {
-      ReportError(chain, error, i);
-      c.ErrFirst = CheckedInt16(i);
-      return false;
-    }
+  if (const int32_t at = FindNeighbourError(chain, kFormulaNeighbours); at != 0) {
+    c.ErrFirst = CheckedInt16(at);
+    return false;
   }
   if (g.gParenDepth2 > 0) CloseParentheses(chain, g.gParenDepth);
   return true;

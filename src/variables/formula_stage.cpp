@@ -111,17 +111,17 @@ void SortVariables(const Calculator& c) {
   SharedState& g = Shared();
   std::vector<std::string>& source = g.gSortedVariablesSource;
   int32_t position = 0;
-  bool same = c.Variables.Count() - 3 == static_cast<int32_t>(source.size()) &&
+  bool same = c.Variables.Count() - (var_index::FirstUser - 1) == static_cast<int32_t>(source.size()) &&
               g.gSortedVariables.Count() == static_cast<int32_t>(source.size());
   for (const Class1& variable : c.Variables) {
     if (!same) break;
-    if (++position >= 4) same = variable.Key == source[static_cast<size_t>(position - 4)];
+    if (++position >= var_index::FirstUser) same = variable.Key == source[static_cast<size_t>(position - var_index::FirstUser)];
   }
   if (same) return;
   std::vector<std::string> names;
   position = 0;
   for (const Class1& variable : c.Variables) {
-    if (++position >= 4) names.push_back(variable.Key);
+    if (++position >= var_index::FirstUser) names.push_back(variable.Key);
   }
   source = names;
   std::stable_sort(names.begin(), names.end(),
@@ -179,7 +179,7 @@ std::string FindFormulaFile(Calculator& c) {
 }
 
 std::string FormulaFilePath(const Calculator& c, const std::string& name) {
-  return platform::FindFileIgnoringCase(c.ProgramFolder, name + ".txt");
+  return platform::FindFile(c.ProgramFolder, name + ".txt", EqualsIgnoreCase);
 }
 
 std::optional<std::string> RunFormulaStage(Calculator& c) {

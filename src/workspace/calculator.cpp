@@ -29,10 +29,10 @@ void Calculator::ResizeVariableChains() { VariableChains.resize(static_cast<size
 void Calculator::SetUpVariableTable() {
   Variables = VariableString();
   for (const char* name : {"Ans", "XVar", "YVar"}) {
-    Variables.Add(name, name).TypeVar = 1;
+    Variables.Add(name, name).TypeVar = var_type::Plain;
   }
   ResizeVariableChains();
-  VariableChains[3] = MakeValueChain("");
+  VariableChains[var_index::YVar] = MakeValueChain("");
 }
 
 dna MakeValueChain(std::string_view valueText) {

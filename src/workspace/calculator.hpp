@@ -91,9 +91,9 @@ class Calculator {
   void ResizeVariableChains();
   // Sets up Ans, XVar, YVar and their chains.
   void SetUpVariableTable();
-  Class1& Ans() { return Variables.Item(1); }
-  Class1& XVar() { return Variables.Item(2); }
-  Class1& YVar() { return Variables.Item(3); }
+  Class1& Ans() { return Variables.Item(var_index::Ans); }
+  Class1& XVar() { return Variables.Item(var_index::XVar); }
+  Class1& YVar() { return Variables.Item(var_index::YVar); }
 };
 
 // The line dispatcher, as the files and the script path call it back for each
