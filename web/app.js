@@ -129,7 +129,7 @@ function showAnswer(record) {
   problem.textContent = "";
 
   if (record.failure) {
-    understood.textContent = record.line;
+    understood.textContent = shortened(record.line);
     problem.textContent = `The calculator stopped this line: ${record.failure.message} (code ${record.failure.code}).`;
   } else if (record.errNumber !== 0) {
     // The error's place: in the line, or in the stored text of a formula word.
@@ -144,6 +144,11 @@ function showAnswer(record) {
     value.textContent = record.outString;
   }
   $("note").textContent = record.expression;
+}
+
+// A line as long as a failure can make it is shown by its start.
+function shortened(text) {
+  return text.length > 200 ? text.slice(0, 200) + "…" : text;
 }
 
 // Underlines the characters of an error; an error of length 0 (the place where
