@@ -64,12 +64,15 @@ try {
     const range = document.createRange();
     range.setStart(row, 0);
     range.setEndBefore(mark);
-    return { text: row.textContent, before: range.toString(), mark: mark.textContent };
+    return { text: row.textContent, before: range.toString(), mark: mark.textContent,
+      replaced: mark.classList.contains("replaced") };
   }, markSelector);
 
   // Steps through every frame of the last line from the first and compares
   // each with the Change and Change2 events that the calculator raises for it.
+  // Gives for each frame whether it showed characters just replaced.
   async function checkFrames(line, events) {
+    const replaced = [];
     const steps = events.filter((event) => event.name === "Change" || event.name === "Change2");
     if (await page.$eval("#steps", (element) => element.classList.contains("playing"))) {
       await page.click("#play");
@@ -82,7 +85,8 @@ try {
       const formulaShown = await visible("#formulaRow");
       const inFormula = event.name === "Change2";
       check(formulaShown === inFormula, `${line}: frame ${i + 1} second row shown`, show(event));
-      const got = await marked(inFormula ? "#stepFormula" : "#stepMain", ".mark");
+      const { replaced: isReplaced, ...got } = await marked(inFormula ? "#stepFormula" : "#stepMain", ".mark");
+      replaced.push(Boolean(isReplaced));
       const want = {
         text: event.text,
         before: event.length > 0 ? event.text.slice(0, event.first - 1) : null,
@@ -91,6 +95,7 @@ try {
       check(show(got) === show(want), `${line}: frame ${i + 1}`, `${show(got)} != ${show(want)}`);
     }
     check(await page.$eval("#forward", (button) => button.disabled), `${line}: last frame ends the steps`);
+    return replaced;
   }
   // The events of a line, from the page's calculator itself.
   const eventsOf = (line) => page.evaluate(async (line) => (await morvex.calculate(line)).events, line);
@@ -141,7 +146,10 @@ try {
     [3, 3, "2*7^2"], [2, 3, "2*49"], [4, 1, "2*49"], [2, 1, "98"],
   ].map(([length, first, text]) => ({ name: "Change", length, first, text }));
   check(show(powerEvents) === show(expectedPowerEvents), "2*(3+4)^2 events", show(powerEvents));
-  await checkFrames("2*(3+4)^2", powerEvents);
+  const powerReplaced = await checkFrames("2*(3+4)^2", powerEvents);
+  // Consumed characters first, then the ones produced in their place.
+  check(show(powerReplaced) === show([false, false, true, true, false, true, false, true]),
+    "2*(3+4)^2: consumed and produced frames", show(powerReplaced));
 
   // A formula word: worked out in the second row, then back in the line.
   await compute("XVar^2=sq");

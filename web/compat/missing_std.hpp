@@ -4,8 +4,9 @@
 // every source file, so the library builds unchanged; with a standard library
 // that has them this header adds nothing.
 //
-// The floating-point conversions go through the C library's correctly rounded printf and
-// strtod, in the "C" locale that a WebAssembly program always runs in:
+// The floating-point conversions go through the C library's correctly rounded
+// printf and strtod, in the "C" locale that a WebAssembly program always runs
+// in:
 //  - to_chars without precision gives the shortest text that reads back as the
 //    same double (for the format chosen, or the shorter of fixed and scientific);
 //    with a precision it prints like printf's %e, %f or %g.
@@ -19,6 +20,7 @@
 #include <charconv>
 #include <memory>
 #include <type_traits>
+#include <version>
 
 #if !defined(__cpp_lib_smart_ptr_for_overwrite)
 namespace std {
@@ -31,7 +33,9 @@ unique_ptr<T> make_unique_for_overwrite(size_t n) {
 }  // namespace std
 #endif
 
-#if defined(_LIBCPP_VERSION) && _LIBCPP_VERSION < 20000
+// libc++ numbers its versions 13000 for 13.0 up to 15, and 160000 for 16.0 on.
+// It has floating-point to_chars from 14, and from_chars from 20.
+#if defined(_LIBCPP_VERSION) && _LIBCPP_VERSION < 200000
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
