@@ -40,6 +40,50 @@ TEST(DispatcherPaths, CalculateBeforeInitializeIsAFailure) {
   EXPECT_EQ(FailureCode([&] { m.Calculate(std::string_view("1+1")); }), failure_code::ObjectNotSet);
 }
 
+// The object a calculator was moved out of has none behind it: each door
+// fails with 91 and says why, while the new owner goes on with the variables.
+TEST(DispatcherLifecycle, MovedFromCalculatorFailsCleanly) {
+  Calc calc;
+  calc.Out("4=b");
+  clsMorvex moved(std::move(calc.m));
+  const std::function<void()> doors[] = {
+      [&] { calc.m.Calculate(std::string_view("1+1")); },
+      [&] { (void)calc.m.OutString(); },
+      [&] { (void)calc.m.DNAString(); },
+      [&] { calc.m.Initialize(); },
+      [&] { calc.m.Events(); },
+      [&] { calc.m.ClearOutputs(); },
+  };
+  for (const auto& door : doors) {
+    try {
+      door();
+      ADD_FAILURE() << "no failure";
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.code(), failure_code::ObjectNotSet);
+      EXPECT_NE(std::string(failure.what()).find("moved"), std::string::npos) << failure.what();
+    }
+  }
+  calc.m.Terminate();
+  EXPECT_EQ(moved.Calculate(std::string_view("b*2")), "8");
+  calc.m = std::move(moved);  // a moved-from object takes a calculator again
+  EXPECT_EQ(calc.m.Calculate(std::string_view("b+1")), "5");
+}
+
+// A line that answers nothing leaves the answer of the line before, unless the host clears it.
+TEST(DispatcherProperties, ClearOutputsEmptiesTheAnswerOfTheLineBefore) {
+  Calc calc;
+  calc.Out("2+*3");
+  calc.Out("$");
+  EXPECT_EQ(calc.m.ErrNumber(), 5);
+  calc.m.ClearOutputs();
+  calc.Out("$");
+  EXPECT_EQ(calc.m.ErrNumber(), 0);
+  EXPECT_EQ(calc.m.ErrDescription(), "");
+  EXPECT_EQ(calc.m.InString(), "");
+  EXPECT_EQ(calc.m.ErrLength(), 0);
+  EXPECT_EQ(calc.m.OutString(), "");
+}
+
 TEST(DispatcherProperties, DNAStringShowsTheChainNotWhatWasWritten) {
   Calc calc;
   calc.Out("2*(3+4)");

@@ -330,6 +330,76 @@ TEST(ScriptPath, DeeplyNestedCallsEndCleanly) {
   }
 }
 
+// A procedure stopped by a limit or an error, and a script file that does not
+// compile, are told in ScriptFailure; the line still goes the ordinary way.
+TEST(ScriptPath, ScriptFailureTellsWhatStoppedTheProcedure) {
+  Host host;
+  host.WriteScript(ScriptFile({
+      "Function loopy()",                         // 1
+      "  Do",                                     // 2
+      "  Loop",                                   // 3
+      "End Function",                             // 4
+      "Function rec(n)",                          // 5
+      "  rec = rec(n + 1)",                       // 6
+      "End Function",                             // 7
+      "Function big()",                           // 8
+      "  big = \"x\"",                            // 9
+      "  Do : big = big & big : Loop",            // 10
+      "End Function",                             // 11
+      "Function f(a)",                            // 12
+      "  f = a / 0",                              // 13
+      "End Function",                             // 14
+      "Function g()",                             // 15
+      "  g = 7",                                  // 16
+      "End Function",                             // 17
+      "Function id(a) : id = a : End Function",   // 18
+  }));
+  const struct {
+    const char* line;
+    const char* failure;
+    bool ordinary;  // the line then goes on as an ordinary line
+  } cases[] = {
+      {"loopy", "loopy: stopped by the step budget", true},
+      {"rec(1)", "rec: call depth over 200", true},
+      {"big", "big: string over the size cap", true},
+      {"f(2)", "f: run-time error at line 13 of vbscript.txt: Division by zero", true},
+      {"g", "", false},
+      {"2+3", "", true},
+      // A failure while an argument is computed belongs to the line too.
+      {"id(loopy)", "loopy: stopped by the step budget", false},
+      {"2+3", "", true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    const Outcome o = host.Line(c.line);
+    EXPECT_EQ(host.m.ScriptFailure(), c.failure);
+    if (c.ordinary) {
+      EXPECT_EQ(o, Ordinary({}, c.line));
+    }
+  }
+
+  // A file that does not compile is told on the first line after each change.
+  const std::string broken = ScriptFile({"Function g()", "  g = 7", "", "  g = (1 +", "End Function"});
+  const std::string failure = "vbscript.txt does not compile: line 4: Syntax error: expected an expression but "
+                              "found the end of the line";
+  host.WriteScript(broken);
+  EXPECT_EQ(host.Line("g"), Ordinary({}, "g"));
+  EXPECT_EQ(host.m.ScriptFailure(), failure);
+  host.Line("g");
+  EXPECT_EQ(host.m.ScriptFailure(), "") << "told once per change of the file";
+  host.Line("2+3");
+  EXPECT_EQ(host.m.ScriptFailure(), "");
+  host.WriteScript(ScriptFile({"Function g()", "  g = 7", "End Function"}));
+  EXPECT_EQ(host.Line("g").out, "7");
+  EXPECT_EQ(host.m.ScriptFailure(), "");
+  host.WriteScript(broken);
+  host.Line("1");
+  EXPECT_EQ(host.m.ScriptFailure(), failure) << "told again after the file changed";
+  host.WriteScript(ScriptFile({"x = 1 / 0", "Function g() : g = 7 : End Function"}));
+  host.Line("g");
+  EXPECT_EQ(host.m.ScriptFailure(), "vbscript.txt does not run: line 1: Division by zero");
+}
+
 TEST(ScriptPath, ScriptFileIsLookedForInTheProgramFolderOnly) {
   Host host;
   test::TempFolder other;

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "calculator/calculator_access.hpp"
 #include "morvex/morvex.hpp"
 #include "workspace/calculator.hpp"
 
@@ -66,7 +67,7 @@ struct Calc {
   std::vector<Event> events;  // filled once Record() is called
 
   Calc();
-  detail::Calculator& in() { return m.Internals(); }
+  detail::Calculator& in() { return detail::CalculatorAccess::Of(m); }
   // Calculate's result; a Failure goes to the caller.
   std::string Run(std::string_view line);
   // OutString after the line; a Failure is a test failure.

@@ -130,9 +130,7 @@ void PlainSession::BeginLine() {
   // Some lines ("$", the empty line, removing an unknown variable) leave the
   // answer of the line before in place. The plain answer is what this line
   // produced, so the three properties it prints start out empty.
-  calculator_.OutString("");
-  calculator_.Expression("");
-  calculator_.ErrNumber(0);
+  calculator_.ClearOutputs();
 }
 
 void PlainSession::Prompt() {

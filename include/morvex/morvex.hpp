@@ -34,11 +34,43 @@
 //    no handler of the calculator keeps (it reaches the host also when a
 //    script file is present); the calculator and its variables stay usable.
 //  - A script call's answer is in OutString; Calculate itself returns "" for it.
+//  - The script engine is the calculator's own VBScript interpreter for user
+//    procedures: Function/Sub (ByRef, ByVal), Dim, Const, If/ElseIf/Else,
+//    For/Next, Do/Loop, While/Wend, Exit, Select Case, the operators, and the
+//    math and string built-ins; numbers are Doubles. Arrays, Null, objects,
+//    Option Explicit, On Error, dates and dialogs are refused. Every run is
+//    bounded by a step budget, a call depth of 200, a stack allowance and a
+//    16 MB cap on strings. The exact subset is listed in src/script/script_engine.hpp.
+//  - ScriptFailure tells what stopped a script on the line, in one of these
+//    forms ("f" the procedure that the line or one of its arguments called):
+//      "f: stopped by the step budget"
+//      "f: call depth over 200"
+//      "f: nesting over the stack limit"
+//      "f: string over the size cap"
+//      "f: run-time error at line 3 of vbscript.txt: Division by zero"
+//      "vbscript.txt does not compile: line 4: Syntax error: ..."
+//      "vbscript.txt does not run: line 2: Type mismatch: ..." (its top level)
+//    The last two are told once per change of the file's text (per thread),
+//    not on every line. The line itself goes on as the script path has it
+//    (an ordinary line). ScriptFailure is cleared when the host's line starts;
+//    the lines a script call or a line file computes inside it add to it.
 //  - Each level of nesting keeps its own nested calculator, so that a nested
 //    run that meets a formula word of its own does not take the outer level's
 //    calculator away.
 //  - Sign has no rule in the reducers of a word power: «Sign^2(3)» leaves the
 //    word standing, as those reducers have always done.
+//  - The outputs of a line (OutString, InString, ErrFirst, ErrLength,
+//    ErrNumber, ErrDescription, StringTyping) are read-only to the host: only
+//    the calculator writes them, and DNAGroup.Add, which sets all eleven
+//    properties of a new record. Expression, StringVariable, DNAString and
+//    DNAString2 stay writable (see their declarations). ClearOutputs empties
+//    the outputs for a host that shows each line's own answer.
+//  - A moved-from clsMorvex has no calculator behind it: every member but
+//    the destructor, assignment and Terminate fails with Failure code 91
+//    (ObjectNotSet), "the calculator was moved to another object".
+//  - File names are compared without regard to case by the calculator's own
+//    rule for its single-byte code page (Windows-1252), as words and
+//    variable names are.
 #pragma once
 
 #include <cstdint>
@@ -54,7 +86,8 @@ namespace morvex {
 
 namespace detail {
 class Calculator;
-}
+struct CalculatorAccess;  // the library's own way to a calculator's internals
+}  // namespace detail
 
 // Callbacks of the host. Every one is optional; all are called synchronously
 // on the thread of the call in progress.
@@ -97,6 +130,9 @@ class clsMorvex {
   // Lists the user variables through GetFunctions.
   void FetchFunctions();
 
+  // Expression, StringVariable and the two DNAString properties may be
+  // written by the host (a Wait handler may change the first two; a write of
+  // a DNAString is kept until the next read joins the chain again).
   const std::string& Expression() const;
   void Expression(std::string value);
   // Read: the Values of all cells of the second chain, joined.
@@ -107,10 +143,10 @@ class clsMorvex {
   void DNAString(std::string value);
   const std::string& StringVariable() const;
   void StringVariable(std::string value);
+
+  // The outputs of the last line, read-only to the host.
   const std::string& StringTyping() const;
-  void StringTyping(std::string value);
   const std::string& ErrDescription() const;
-  void ErrDescription(std::string value);
 
   // Runs a text file line by line; no path (or "") means StartUp.txt in the
   // program's folder.
@@ -118,33 +154,35 @@ class clsMorvex {
   void LoadHText(std::string& Path);
 
   int16_t ErrNumber() const;
-  void ErrNumber(int16_t value);
   int16_t ErrLength() const;
-  void ErrLength(int16_t value);
   int16_t ErrFirst() const;
-  void ErrFirst(int16_t value);
   const std::string& InString() const;
-  void InString(std::string value);
   const std::string& OutString() const;
-  void OutString(std::string value);
   // The name of the formula word whose stored text holds the error of the
   // last line, when ErrFirst and ErrLength point into that text (available
   // through DNAString2) rather than into the line; "" when the error lies in
   // the line.
   const std::string& ErrFormula() const;
   // The last failure of a script procedure during the last line (the
-  // procedure's name and what stopped it); "" when none.
+  // procedure's name and what stopped it, in the forms listed at the top of
+  // this header); "" when none.
   const std::string& ScriptFailure() const;
 
   // The one door: computes a line. TText comes back as the line was
   // understood (its canonical spelling) on most paths.
   std::string Calculate(std::string& TText);
-  // Convenience for a line the host does not need back.
+  // For a constant line, which the host does not need back.
   std::string Calculate(std::string_view line);
+  // Empties the outputs of the last line (OutString, InString, Expression,
+  // StringTyping, StringVariable and the four Err properties), as Calculate
+  // does before an expression or command. Lines that answer nothing ("",
+  // "$", "NOTHING=" an unknown name) leave the outputs of the line before: a
+  // host that shows each line's own answer clears them first.
+  void ClearOutputs();
 
   void Initialize();
   void UnLoadVars();
-  void Terminate();
+  void Terminate() noexcept;
 
   EventHandlers& Events();
 
@@ -162,9 +200,11 @@ class clsMorvex {
   };
   std::vector<VariableView> VariableList() const;
 
-  detail::Calculator& Internals();
-
  private:
+  friend struct detail::CalculatorAccess;
+  // The calculator behind the object; a moved-from object has none and fails
+  // with code 91 (ObjectNotSet).
+  detail::Calculator& Impl() const;
   std::unique_ptr<detail::Calculator> impl_;
 };
 
@@ -180,12 +220,12 @@ class DNAGroup {
                  std::string& DNAString2, std::string& Expression, const std::string& sKey = "");
   clsMorvex& Item(int32_t index);
   clsMorvex& Item(std::string_view key);
-  int32_t Count() const;
+  int32_t Count() const noexcept;
   void Remove(int32_t index);
   void Remove(std::string_view key);
 
-  auto begin() { return records_.begin(); }
-  auto end() { return records_.end(); }
+  auto begin() noexcept { return records_.begin(); }
+  auto end() noexcept { return records_.end(); }
 
  private:
   struct Record {

@@ -1,4 +1,5 @@
 // DNAGroup: an ordered keyed collection of calculator records.
+#include "calculator/calculator_access.hpp"
 #include "core/errors.hpp"
 #include "core/text_case.hpp"
 #include "morvex/morvex.hpp"
@@ -13,17 +14,18 @@ clsMorvex& DNAGroup::Add(std::string& OutString, std::string& InString, int16_t&
     Fail(failure_code::KeyInUse, "the key \"" + sKey + "\" is already in use in the group");
   }
   auto record = std::make_unique<clsMorvex>();
-  record->OutString(OutString);
-  record->InString(InString);
-  record->ErrFirst(ErrFirst);
-  record->ErrLength(ErrLength);
-  record->ErrNumber(ErrNumber);
-  record->ErrDescription(ErrDescription);
-  record->StringTyping(StringTyping);
-  record->StringVariable(StringVariable);
-  record->DNAString(DNAString);
-  record->DNAString2(DNAString2);
-  record->Expression(Expression);
+  detail::Calculator& fields = detail::CalculatorAccess::Of(*record);
+  fields.OutString = OutString;
+  fields.InString = InString;
+  fields.ErrFirst = ErrFirst;
+  fields.ErrLength = ErrLength;
+  fields.ErrNumber = ErrNumber;
+  fields.ErrDescription = ErrDescription;
+  fields.StringTyping = StringTyping;
+  fields.StringVariable = StringVariable;
+  fields.DNAStringField = DNAString;
+  fields.DNAString2Field = DNAString2;
+  fields.Expression = Expression;
   records_.push_back({sKey, std::move(record)});
   return *records_.back().calculator;
 }
@@ -41,7 +43,7 @@ clsMorvex& DNAGroup::Item(std::string_view key) {
   return Item(index);
 }
 
-int32_t DNAGroup::Count() const { return static_cast<int32_t>(records_.size()); }
+int32_t DNAGroup::Count() const noexcept { return static_cast<int32_t>(records_.size()); }
 
 void DNAGroup::Remove(int32_t index) {
   Item(index);

@@ -45,15 +45,7 @@ bool IsOneOf(std::string_view line, std::string_view a, std::string_view b) {
 
 void ClearOutputs(Calculator& c) {
   Shared().gFormulaFileName.clear();
-  c.InString.clear();
-  c.OutString.clear();
-  c.ErrDescription.clear();
-  c.StringTyping.clear();
-  c.StringVariable.clear();
-  c.Expression.clear();
-  c.ErrNumber = 0;
-  c.ErrFirst = 0;
-  c.ErrLength = 0;
+  c.ClearOutputs();
 }
 
 // "NOTHING=name": the variable and its slot go, so later slots move down in
@@ -174,6 +166,9 @@ std::string Calculate(Calculator& c, std::string& TText) {
   SharedState& g = Shared();
   std::string result;
   g.gScriptDeclined = true;
+  // The script failure belongs to the host's line, with the lines that its
+  // script calls and line files compute inside it.
+  if (g.gNestingDepth == 0) c.ScriptFailure.clear();
   Statements run;
 
   if (ScriptFileExists(c)) {

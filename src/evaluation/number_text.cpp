@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "script/fifteen_digits.hpp"
+
 namespace morvex {
 namespace {
 
@@ -176,82 +178,12 @@ double Read(std::string_view text, bool strict) {
 
 }  // namespace
 
-// The digits of a scientific text "d.ddde+XX" before its exponent.
-static int SignificantDigits(const char* text, const char* end) {
-  int digits = 0;
-  for (const char* q = text; q < end && *q != 'e'; ++q) digits += *q != '.';
-  return digits;
-}
-
 NumberText FormatNumber(double x) {
   if (std::isnan(x)) FailInvalidCall("a result that is not a number has no text");
   if (std::isinf(x)) FailOverflow(Describe(x));
-
+  static_assert(sizeof(NumberText::chars) >= digits::kFifteenDigitsBuffer);
   NumberText out;
-  char* p = out.chars;
-  if (x == 0) {
-    *p++ = '0';
-    out.length = 1;
-    return out;
-  }
-  if (x < 0) {
-    *p++ = '-';
-    x = -x;
-  }
-
-  // "d.dddddddddddddde+XX": 15 significant digits, rounded to nearest from the
-  // exact binary value. The shortest text that reads back as x is that
-  // rounding whenever it has 15 digits or fewer: x lies within half a unit of
-  // its last binary place of it, far inside half a step of the 15-digit grid.
-  // Only longer shortest texts, and subnormal values (whose last binary place
-  // is coarse), need the slower rounding of the exact value.
-  char scientific[32];
-  auto converted = std::to_chars(scientific, scientific + sizeof scientific, x, std::chars_format::scientific);
-  if (x < std::numeric_limits<double>::min() || SignificantDigits(scientific, converted.ptr) > 15) {
-    converted = std::to_chars(scientific, scientific + sizeof scientific, x, std::chars_format::scientific, 14);
-  }
-  const char* const scientific_end = converted.ptr;
-
-  char digits[15];
-  int count = 0;
-  const char* q = scientific;
-  digits[count++] = *q++;
-  if (q < scientific_end && *q == '.') ++q;
-  while (q < scientific_end && *q != 'e' && count < 15) digits[count++] = *q++;
-  while (q < scientific_end && *q != 'e') ++q;
-  int exponent = 0;
-  if (q < scientific_end) {
-    ++q;  // the 'e'
-    std::from_chars(q + (*q == '+' ? 1 : 0), scientific_end, exponent);
-  }
-  while (count > 1 && digits[count - 1] == '0') --count;
-
-  const bool exponent_form = exponent >= 15 || (exponent < 0 && count - exponent - 1 > 15);
-  if (exponent_form) {
-    *p++ = digits[0];
-    if (count > 1) {
-      *p++ = '.';
-      for (int i = 1; i < count; ++i) *p++ = digits[i];
-    }
-    *p++ = 'E';
-    *p++ = exponent < 0 ? '-' : '+';
-    const int magnitude = std::abs(exponent);
-    if (magnitude < 10) *p++ = '0';
-    p = std::to_chars(p, out.chars + sizeof out.chars, magnitude).ptr;
-  } else if (exponent >= 0) {
-    const int whole_places = exponent + 1;
-    for (int i = 0; i < whole_places; ++i) *p++ = i < count ? digits[i] : '0';
-    if (count > whole_places) {
-      *p++ = '.';
-      for (int i = whole_places; i < count; ++i) *p++ = digits[i];
-    }
-  } else {
-    *p++ = '0';
-    *p++ = '.';
-    for (int i = 0; i < -exponent - 1; ++i) *p++ = '0';
-    for (int i = 0; i < count; ++i) *p++ = digits[i];
-  }
-  out.length = static_cast<uint8_t>(p - out.chars);
+  out.length = static_cast<uint8_t>(digits::WriteFifteenDigits(out.chars, x) - out.chars);
   return out;
 }
 

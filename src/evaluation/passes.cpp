@@ -225,7 +225,8 @@ NumberText Compare(Reduction&, int32_t, Operands o) {
     case TypeQuestion: return Literal(o.left == o.right);
     case TypeOpenBracket: return Literal(o.left <= o.right);
     case TypeCloseBracket: return Literal(o.left >= o.right);
-    default: return Literal(o.left != o.right);
+    case TypeHash: return Literal(o.left != o.right);
+    default: return Literal(false);
   }
 }
 

@@ -32,9 +32,9 @@ inline std::string CurrentLine(const FastTextStream& stream) {
   return stream.getBufferLine(CheckedInt16(stream.IndexNextBufferLine()));
 }
 
-// Runs a text file line by line through `calculate` (the dispatcher); an empty path means
-// StartUp.txt in the program's folder. Raises Progress before each line,
-// Wait at a pause line "$", and Change(0, 1) after each line.
+// Runs a text file line by line through `calculate` (the dispatcher); an
+// empty path means StartUp.txt in the program's folder. Raises Progress before
+// each line, Wait at a pause line "$", and Change(0, 1) after each line.
 void LoadHText(Calculator& c, std::string& path, LineCalculation calculate);
 
 }  // namespace morvex::detail

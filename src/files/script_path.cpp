@@ -3,7 +3,7 @@
 // a call (a name, arguments in parentheses, an optional "=name" for a numeric
 // result); each argument is computed by the calculator itself, the procedure
 // runs, and its result becomes the line's answer. Any failure on the way makes
-// the line an ordinary line, without a message.
+// the line an ordinary line; what stopped the engine is told in ScriptFailure.
 #include "files/script_path.hpp"
 
 #include <vector>
@@ -14,7 +14,8 @@
 #include "evaluation/reducer.hpp"
 #include "files/line_files.hpp"
 #include "platform/file_system.hpp"
-#include "platform/script/script_control.hpp"
+#include "script/script_engine.hpp"
+#include "script/script_limits.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -97,19 +98,64 @@ bool IsNumberText(const std::string& result) {
   return !result.empty() && NumberToText(ReadNumber(result)) == result;
 }
 
+// What stopped a run, as ScriptFailure tells it; a run-time error is told
+// after `where`, the place of its line.
+std::string StopText(const script::ScriptError& error, const std::string& where) {
+  switch (error.stop()) {
+    case script::Stop::StepBudget: return "stopped by the step budget";
+    case script::Stop::CallDepth: return "call depth over " + std::to_string(script::limits::kMaxCallDepth);
+    case script::Stop::StackLimit: return "nesting over the stack limit";
+    case script::Stop::SizeCap: return "string over the size cap";
+    default: return where + ": " + error.message();
+  }
+}
+
+// Compiles the script and runs its top level. A script that does not compile
+// or whose top level fails is told once per change of its text.
+void LoadScript(Calculator& c, script::ScriptControl& engine, const std::string& path) {
+  try {
+    engine.Language("vbscript");
+    engine.ExecuteStatement(ReadScriptText(path));
+  } catch (const script::ScriptError& error) {
+    if (engine.TextIsNew()) {
+      const std::string line = "line " + std::to_string(error.line());
+      c.ScriptFailure = std::string(kScriptFile) + (error.stop() == script::Stop::Compile
+                                                        ? " does not compile: " + line + ": " + error.message()
+                                                        : " does not run: " + StopText(error, line));
+    }
+    Refuse("the script file cannot be used");
+  }
+}
+
+std::string RunProcedure(Calculator& c, script::ScriptControl& engine, const std::string& name,
+                         const std::vector<std::string>& parameters) {
+  try {
+    return engine.Run(name, parameters);
+  } catch (const script::ScriptError& error) {
+    const std::string where =
+        "run-time error at line " + std::to_string(error.line()) + " of " + std::string(kScriptFile);
+    c.ScriptFailure = name + ": " + StopText(error, where);
+    Refuse("the script procedure failed");
+  }
+}
+
 std::string RunCall(Calculator& c, const std::string& text, LineCalculation calculate) {
   SharedState& g = Shared();
   const std::string path = platform::JoinPath(c.ProgramFolder, kScriptFile);
   if (!platform::FileExists(path)) Refuse("no script file");
   script::ScriptControl engine;
-  engine.Language("vbscript");
-  engine.ExecuteStatement(ReadScriptText(path));
+  LoadScript(c, engine, path);
 
   const ScriptCall call = CutCall(text);
-  const script::ScriptProcedure& procedure = engine.Procedures().Item(call.name);
-  const int32_t k = procedure.NumArgs();
+  const script::ScriptProcedure* procedure = nullptr;
+  try {
+    procedure = &engine.Procedures().Item(call.name);
+  } catch (const script::ScriptError&) {
+    Refuse("no such script procedure");  // the usual way for a line that is no call
+  }
+  const int32_t k = procedure->NumArgs();
   g.gScriptName.clear();
-  g.gScriptName = procedure.Name();
+  g.gScriptName = procedure->Name();
   if (k > kMaxParameters) return "";
 
   NestingGuard nesting("script calls");
@@ -124,7 +170,7 @@ std::string RunCall(Calculator& c, const std::string& text, LineCalculation calc
     c.RaiseVBSProgress(0.5);
     if (text.find('(') != std::string::npos || text.find('=') != std::string::npos) tail = text;
   }
-  const std::string result = engine.Run(procedure.Name(), parameters);
+  const std::string result = RunProcedure(c, engine, procedure->Name(), parameters);
 
   if (IsNumberText(result)) {
     saved = CalculateText(c, calculate, result);  // the result becomes Ans

@@ -24,6 +24,18 @@ dna& Calculator::StoredChain(int32_t index) {
   return *VariableChains[static_cast<size_t>(index)];
 }
 
+void Calculator::ClearOutputs() {
+  InString.clear();
+  OutString.clear();
+  ErrDescription.clear();
+  StringTyping.clear();
+  StringVariable.clear();
+  Expression.clear();
+  ErrNumber = 0;
+  ErrFirst = 0;
+  ErrLength = 0;
+}
+
 void Calculator::ResizeVariableChains() { VariableChains.resize(static_cast<size_t>(Variables.Count()) + 1); }
 
 void Calculator::SetUpVariableTable() {

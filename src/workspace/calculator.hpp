@@ -82,6 +82,10 @@ class Calculator {
     if (Events.InputBox) Events.InputBox(num);
   }
 
+  // Empties the outputs of a line: the public properties apart from the
+  // DNAString fields.
+  void ClearOutputs();
+
   // Variable table helpers.
   bool VariableExists(std::string_view name) const;
   // Position of the variable (case-blind), 0 when there is none.
