@@ -28,7 +28,7 @@
 //
 // Checks of the last line:
 //   Result, OutString, InString, TText, Expression, StringVariable,
-//   StringTyping, ErrDescription, DNAString, AngleUnit
+//   StringTyping, ErrDescription, ErrFormula, DNAString, DNAString2, AngleUnit
 //                      the text; TText is the line as Calculate handed it back,
 //                      Result what Calculate returned
 //   ErrNumber, ErrFirst, ErrLength
@@ -366,7 +366,9 @@ class Session {
     if (key == "StringVariable") return ExpectText(key, m.StringVariable(), expected);
     if (key == "StringTyping") return ExpectText(key, m.StringTyping(), expected);
     if (key == "ErrDescription") return ExpectText(key, m.ErrDescription(), expected);
+    if (key == "ErrFormula") return ExpectText(key, m.ErrFormula(), expected);
     if (key == "DNAString") return ExpectText(key, m.DNAString(), expected);
+    if (key == "DNAString2") return ExpectText(key, m.DNAString2(), expected);
     if (key == "AngleUnit") return ExpectText(key, m.AngleUnit(), expected);
     if (key == "ErrNumber") return ExpectNumber(key, m.ErrNumber(), expected);
     if (key == "ErrFirst") return ExpectNumber(key, m.ErrFirst(), expected);

@@ -177,6 +177,30 @@ TEST(SelfReference, RepeatedFailuresLeaveTheCalculatorUsable) {
   EXPECT_EQ(other.Out("f3"), "9");
 }
 
+// Unknown words become variables in a nested calculator (it has no host to
+// ask), and its new one-letter names cut "YVar" in the replayed definition of
+// j, which turns plain there: every plain definition replayed then computes
+// j, whose formula word starts the next nested calculator. The descent ends at
+// the depth limit, and the recalculation that started it must not begin it
+// again for every later variable, at every level.
+TEST(SelfReference, RecalculationInsideNestedCalculatorsEndsAtTheDepthLimit) {
+  const std::vector<std::string> session = {"r=sin", "XVar=xytw", "xytw(yvar^x=b", "yvar/intsin2xytwAbs=j",
+                                            "Ans=sin", "F=k",       "r=m"};
+  {
+    Session s;
+    s.m.Events().InputBox = [](std::string& num) { num.clear(); };  // the host declines every word
+    for (const std::string& line : session) s.Out(line);
+    const std::vector<std::string> before = Names(s.m);
+    const Outcome outcome = Attempt(s.m, "1j");
+    EXPECT_LT(outcome.took.count(), 10000) << "ms";
+    EXPECT_EQ(outcome.failure, std::optional<int32_t>(failure_code::OutOfStackSpace));
+    EXPECT_EQ(outcome.value, std::nullopt);
+    EXPECT_EQ(Shared().gNestingDepth, 0);
+    EXPECT_EQ(Names(s.m), before);
+    EXPECT_EQ(s.Out("2+3"), "5");
+  }
+}
+
 TEST(SelfReference, ManyFormulaWordsInOneLineAreNoRecursion) {
   // 2100 occurrences of a formula that names nothing: each is expanded once,
   // in the silent run and in the calculation run, and the line has its value.

@@ -22,7 +22,7 @@ TEST(SubExpressionRun, EmptyTextLeavesNothingButTheDoneMark) {
   Calc s;
   s.Record();
   // The scan alone: an empty second chain, and the run still says it is done.
-  detail::ScanSubExpression(s.in(), "");
+  detail::ScanSubExpression(s.in(), "", "f");
   EXPECT_EQ(s.in().SecondChain.Count(), 0);
   EXPECT_EQ(s.events, (std::vector<Event>{C2(0, 1, "")}));
 

@@ -9,6 +9,8 @@
 #include <random>
 #include <stdexcept>
 
+#include "core/errors.hpp"
+
 namespace morvex::test {
 
 TempFolder::TempFolder() {
@@ -128,6 +130,28 @@ std::optional<clsMorvex::VariableView> Calc::Var(std::string_view name) const {
     if (Upper(v.Key) == Upper(std::string(name))) return v;
   }
   return std::nullopt;
+}
+
+std::string ErrorPlace(clsMorvex& m) {
+  const int number = m.ErrNumber();
+  const int first = m.ErrFirst();
+  const int length = m.ErrLength();
+  if (number == 0 || number == 13) {
+    if (!m.ErrFormula().empty()) return "ErrFormula " + m.ErrFormula() + " without an error of a place";
+    if (first != 0 || length != static_cast<int>(m.InString().size())) return "the place is not the whole echo";
+    return "none";
+  }
+  if (number < 1 || number > 9) return "ErrNumber " + std::to_string(number);
+  if (m.OutString() != ErrorName(number)) return "OutString " + m.OutString() + " for ErrNumber " + std::to_string(number);
+  if (first < 0 || length < 1) return "place " + std::to_string(first) + "+" + std::to_string(length);
+  if (m.ErrFormula().empty()) {
+    if (first + length > static_cast<int>(m.InString().size())) return "place beyond the line " + m.InString();
+    return "line";
+  }
+  if (first + length > static_cast<int>(m.DNAString2().size())) {
+    return "place beyond the text of " + m.ErrFormula() + ": " + m.DNAString2();
+  }
+  return "formula";
 }
 
 void LayOut(dna& chain, const std::vector<CellSpec>& cells) {

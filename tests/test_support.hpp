@@ -80,6 +80,12 @@ struct Calc {
   double Ans() const { return m.VariableList().at(0).Value; }
 };
 
+// Where the error of the last line lies: "line" (ErrFormula empty, the place
+// within InString), "formula" (within DNAString2, the text of the formula
+// that ErrFormula names), "none" for ErrNumber 0 or 13 (the place is the whole
+// echo); or what is wrong with the error properties.
+std::string ErrorPlace(clsMorvex& m);
+
 // Hand-built chains: each cell's text and type code.
 struct CellSpec {
   const char* value;

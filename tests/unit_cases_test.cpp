@@ -63,14 +63,16 @@ std::string Scanned(const std::string& text, bool silent) {
   calc.in().WorkingChain = dna();
   Shared().gErrCode = 0;  // the scans set it on an error only
   if (silent) {
-    detail::ScanSubExpression2(calc.in(), text);
+    detail::ScanSubExpression2(calc.in(), text, "f");
   } else {
-    detail::ScanSubExpression(calc.in(), text);
+    detail::ScanSubExpression(calc.in(), text, "f");
     // The loud scan stops at an error before any event, and leaves the text whole.
     if (!calc.events.empty() || calc.in().SecondChain.Join() != text) return std::string("events or text changed");
   }
   const CErrOcur& error = Shared().gErr;
   if (error.NumError != Shared().gErrCode || error.DescError != ErrorName(error.NumError)) return std::string("record differs");
+  // The place of an error lies in the formula's text, and the record says whose.
+  if (error.Formula != (error.NumError != 0 ? "f" : "")) return std::string("formula not named");
   // A neighbour test of the silent scan writes the cell's position into ErrFirst as well.
   if (silent && error.NumError != 0 && error.NumError != 2 && calc.in().ErrFirst != error.FirstError) {
     return std::string("ErrFirst differs");

@@ -1,19 +1,32 @@
 #include "cli_options.hpp"
 
-namespace morvex::cli {
+#include <algorithm>
 
-bool SameWordIgnoringCase(std::string_view a, std::string_view b) noexcept {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    auto lower = [](unsigned char c) { return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + 32) : c; };
-    if (lower(static_cast<unsigned char>(a[i])) != lower(static_cast<unsigned char>(b[i]))) return false;
+#include "commands.hpp"
+#include "function_words.hpp"
+#include "morvex/version.hpp"
+
+namespace morvex::cli {
+namespace {
+
+// The options that take no value and turn something on.
+bool Options::*FlagNamed(std::string_view name) {
+  static constexpr std::pair<std::string_view, bool Options::*> kFlags[] = {
+      {"--json", &Options::json},           {"--steps", &Options::steps},     {"--no-startup", &Options::noStartup},
+      {"--no-history", &Options::noHistory}, {"--version", &Options::version}, {"--help", &Options::help},
+      {"-h", &Options::help},
+  };
+  for (const auto& [flagName, flag] : kFlags) {
+    if (flagName == name) return flag;
   }
-  return true;
+  return nullptr;
 }
+
+}  // namespace
 
 std::optional<std::string> Options::AnswerFor(std::string_view word) const {
   for (auto it = answers.rbegin(); it != answers.rend(); ++it) {
-    if (SameWordIgnoringCase(it->first, word)) return it->second;
+    if (EqualsIgnoringCase(it->first, word)) return it->second;
   }
   return std::nullopt;
 }
@@ -67,18 +80,9 @@ ParseResult ParseCommandLine(std::span<const char* const> args) {
         return result;
       }
       options.answers.emplace_back(pair.substr(0, eq), pair.substr(eq + 1));
-    } else if (name == "--json") {
+    } else if (bool Options::*flag = FlagNamed(name)) {
       if (!noValue()) return result;
-      options.json = true;
-    } else if (name == "--steps") {
-      if (!noValue()) return result;
-      options.steps = true;
-    } else if (name == "--no-startup") {
-      if (!noValue()) return result;
-      options.noStartup = true;
-    } else if (name == "--help" || name == "-h") {
-      if (!noValue()) return result;
-      options.help = true;
+      options.*flag = true;
     } else if (arg.starts_with("-")) {
       result.error = "unknown option " + std::string(arg);
       return result;
@@ -91,24 +95,40 @@ ParseResult ParseCommandLine(std::span<const char* const> args) {
 }
 
 std::string UsageText() {
-  return "usage: morvex [options] < lines\n"
-         "\n"
-         "Reads expression lines from standard input and prints each answer.\n"
-         "\n"
-         "options:\n"
-         "  --folder DIR       program folder (StartUp.txt, vbscript.txt, formula files);\n"
-         "                     default: the folder of the morvex executable\n"
-         "  --json             print one JSON record per input line\n"
-         "  --steps            show the line after each reduction step\n"
-         "  --answer NAME=VALUE  answer for an unknown word NAME (repeatable)\n"
-         "  --no-startup       do not run StartUp.txt\n"
-         "  --help             show this text\n"
-         "\n"
-         "commands (lines starting with ':'):\n"
-         "  :quit              end the session\n"
-         "  :unload            forget all variables\n"
-         "  :load [PATH]       run a line file (no PATH: StartUp.txt)\n"
-         "  :functions         list the user variables and their formulas\n";
+  std::string text =
+      "usage: morvex [options]\n"
+      "\n"
+      "Reads expression lines (from the terminal, or from standard input) and prints\n"
+      "each answer. At a terminal the line is shown as understood with its answer\n"
+      "beside it; from a pipe each answer stands on a line of its own.\n"
+      "\n"
+      "options:\n"
+      "  --folder DIR         program folder (StartUp.txt, vbscript.txt, formula files);\n"
+      "                       default: the folder of the morvex executable\n"
+      "  --json               print one JSON record per input line\n"
+      "  --steps              start with the step view on\n"
+      "  --answer NAME=VALUE  answer for an unknown word NAME (repeatable)\n"
+      "  --no-startup         do not run StartUp.txt\n"
+      "  --no-history         keep no history in ~/.morvex_history\n"
+      "  --version            print the version\n"
+      "  --help               show this text\n"
+      "\n"
+      "commands:\n";
+  for (const CommandSpec& command : Commands()) {
+    std::string left = "  :" + std::string(command.word);
+    if (!command.argument.empty()) left += " " + std::string(command.argument);
+    left.resize(std::max<std::size_t>(left.size() + 1, 22), ' ');
+    text += left + std::string(command.help) + "\n";
+  }
+  text += "\nfunction words (a number follows the word: Sin30, Sqr(2+2)):\n";
+  for (const FunctionWord& function : FunctionWords()) {
+    std::string left = "  " + std::string(function.word);
+    left.resize(std::max<std::size_t>(left.size() + 1, 10), ' ');
+    text += left + std::string(function.help) + "\n";
+  }
+  return text;
 }
+
+std::string_view VersionText() { return MORVEX_VERSION_STRING; }
 
 }  // namespace morvex::cli

@@ -10,16 +10,14 @@
 
 namespace morvex::cli {
 
-// Words of the host (commands, answers to the calculator's questions) compare
-// without regard to ASCII case.
-bool SameWordIgnoringCase(std::string_view a, std::string_view b) noexcept;
-
 struct Options {
   std::optional<std::string> folder;  // the program's folder; unset keeps the library's default
   bool json = false;                  // one JSON record per line instead of plain answers
   bool steps = false;                 // show each reduction step of a line
   bool noStartup = false;             // skip StartUp.txt
+  bool noHistory = false;             // keep no history file
   bool help = false;
+  bool version = false;
   // Answers for words the calculator asks about, in the order given.
   std::vector<std::pair<std::string, std::string>> answers;
 
@@ -37,7 +35,10 @@ struct ParseResult {
 // "--folder=DIR" (the same for --answer).
 ParseResult ParseCommandLine(std::span<const char* const> args);
 
-// The text printed by --help.
+// The text printed by --help and :help: options, commands, function words.
 std::string UsageText();
+
+// The version of the program, as the project names it.
+std::string_view VersionText();
 
 }  // namespace morvex::cli

@@ -4,60 +4,9 @@
 #include <utility>
 
 namespace morvex::cli {
-namespace {
 
-bool IsBlank(char c) { return c == ' ' || c == '\t'; }
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-constexpr std::string_view kKnownCommands = "commands are :quit, :unload, :load [PATH], :functions";
-
-}  // namespace
-
-HostCommand ParseHostCommand(std::string_view line) {
-  HostCommand command;
-  if (line.empty() || line.front() != ':') return command;
-  std::string_view rest = line.substr(1);
-  std::size_t wordEnd = 0;
-  while (wordEnd < rest.size() && !IsBlank(rest[wordEnd])) ++wordEnd;
-  const std::string_view word = rest.substr(0, wordEnd);
-  const std::string_view argument = Trim(rest.substr(wordEnd));
-
-  if (SameWordIgnoringCase(word, "load")) {
-    command.kind = CommandKind::Load;
-    command.argument = std::string(argument);
-    return command;
-  }
-  if (SameWordIgnoringCase(word, "quit")) {
-    command.kind = CommandKind::Quit;
-  } else if (SameWordIgnoringCase(word, "unload")) {
-    command.kind = CommandKind::Unload;
-  } else if (SameWordIgnoringCase(word, "functions")) {
-    command.kind = CommandKind::Functions;
-  } else {
-    command.kind = CommandKind::Unknown;
-    command.problem = "unknown command :" + std::string(word) + "; " + std::string(kKnownCommands);
-    return command;
-  }
-  if (!argument.empty()) {
-    command.problem = ":" + std::string(word) + " takes no argument";
-    command.kind = CommandKind::Unknown;
-  }
-  return command;
-}
-
-bool ReadInputLine(std::istream& in, std::string& line) {
-  if (!std::getline(in, line)) return false;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return true;
-}
-
-HostSession::HostSession(clsMorvex& calculator, const Options& options, std::istream& in, std::FILE* out)
-    : calculator_(calculator), options_(options), in_(in), out_(out) {}
+HostSession::HostSession(clsMorvex& calculator, Options& options, LineInput& input, std::FILE* out)
+    : calculator_(calculator), options_(options), input_(input), out_(out) {}
 
 void HostSession::Write(std::string_view text) {
   if (!text.empty()) std::fwrite(text.data(), 1, text.size(), out_);
@@ -65,50 +14,68 @@ void HostSession::Write(std::string_view text) {
 
 void HostSession::Flush() { std::fflush(out_); }
 
+void HostSession::RunCalculation(LineOutcome& outcome, std::string text) {
+  try {
+    outcome.result = calculator_.Calculate(text);
+  } catch (...) {
+    outcome.ttext = std::move(text);
+    throw;
+  }
+  outcome.ttext = std::move(text);
+}
+
+void HostSession::RunCommand(LineOutcome& outcome) {
+  switch (outcome.command.kind) {
+    case CommandKind::None:
+      RunCalculation(outcome, outcome.line);
+      return;
+    case CommandKind::Degree:
+      RunCalculation(outcome, "DEG");
+      return;
+    case CommandKind::Radian:
+      RunCalculation(outcome, "RAD");
+      return;
+    case CommandKind::Load: {
+      std::string path = outcome.command.argument;
+      try {
+        if (path.empty()) {
+          calculator_.LoadHText();
+        } else {
+          calculator_.LoadHText(path);
+        }
+      } catch (...) {
+        outcome.ttext = std::move(path);
+        throw;
+      }
+      outcome.ttext = std::move(path);
+      return;
+    }
+    case CommandKind::Unload:
+      calculator_.UnLoadVars();
+      return;
+    case CommandKind::Functions:
+    case CommandKind::Vars:
+      calculator_.FetchFunctions();
+      return;
+    case CommandKind::Steps:
+      options_.steps = !options_.steps;
+      return;
+    case CommandKind::Help:
+    case CommandKind::Quit:
+      return;
+    case CommandKind::Unknown:
+      outcome.failure = FailureInfo{0, outcome.command.problem, false};
+      return;
+  }
+}
+
 LineOutcome HostSession::Execute(std::string line, HostCommand command) {
   LineOutcome outcome;
+  outcome.line = std::move(line);
   outcome.command = std::move(command);
-  BeginLine();
+  BeginLine(outcome.line, outcome.command);
   try {
-    switch (outcome.command.kind) {
-      case CommandKind::None: {
-        std::string text = line;
-        try {
-          outcome.result = calculator_.Calculate(text);
-        } catch (...) {
-          outcome.ttext = text;
-          throw;
-        }
-        outcome.ttext = std::move(text);
-        break;
-      }
-      case CommandKind::Load: {
-        std::string path = outcome.command.argument;
-        try {
-          if (path.empty()) {
-            calculator_.LoadHText();
-          } else {
-            calculator_.LoadHText(path);
-          }
-        } catch (...) {
-          outcome.ttext = path;
-          throw;
-        }
-        outcome.ttext = std::move(path);
-        break;
-      }
-      case CommandKind::Unload:
-        calculator_.UnLoadVars();
-        break;
-      case CommandKind::Functions:
-        calculator_.FetchFunctions();
-        break;
-      case CommandKind::Quit:
-        break;
-      case CommandKind::Unknown:
-        outcome.failure = FailureInfo{0, outcome.command.problem, false};
-        break;
-    }
+    RunCommand(outcome);
   } catch (const Failure& failure) {
     outcome.failure = FailureInfo{failure.code(), failure.what(), true};
   } catch (const std::exception& error) {
@@ -116,7 +83,6 @@ LineOutcome HostSession::Execute(std::string line, HostCommand command) {
     // one bad line does not end the session.
     outcome.failure = FailureInfo{0, std::string("unexpected failure: ") + error.what(), true};
   }
-  outcome.line = std::move(line);
   return outcome;
 }
 
@@ -129,13 +95,13 @@ void HostSession::Run() {
   }
   std::string line;
   for (;;) {
-    Prompt();
     Flush();
-    if (!ReadInputLine(in_, line)) {
+    if (!input_.ReadLine("> ", line)) {
       EndOfInput();
       Flush();
       return;
     }
+    input_.Remember(line);
     HostCommand command = ParseHostCommand(line);
     const bool quit = command.kind == CommandKind::Quit;
     const LineOutcome outcome = Execute(line, std::move(command));

@@ -2,8 +2,8 @@
 
 namespace morvex::cli {
 
-JsonSession::JsonSession(clsMorvex& calculator, const Options& options, std::istream& in, std::FILE* out)
-    : HostSession(calculator, options, in, out) {
+JsonSession::JsonSession(clsMorvex& calculator, Options& options, LineInput& input, std::FILE* out)
+    : HostSession(calculator, options, input, out) {
   InstallHandlers();
 }
 
@@ -13,82 +13,74 @@ JsonObject& JsonSession::NewEvent(std::string_view name) {
   return event_;
 }
 
-void JsonSession::CloseEvent() {
-  if (!events_.empty()) events_ += ',';
-  events_ += event_.Finish();
+void JsonSession::WriteEvent() {
+  if (!firstEvent_) Write(",");
+  firstEvent_ = false;
+  Write(event_.Finish());
 }
 
 void JsonSession::InstallHandlers() {
   EventHandlers& events = calculator_.Events();
   events.Change = [this](int16_t length, int16_t firstChar) {
     // The text the positions point into is the chain at this moment.
-    const std::string text = calculator_.DNAString();
-    NewEvent("Change").Integer("Length", length).Integer("FirstChar", firstChar).String("DNAString", text);
-    CloseEvent();
+    NewEvent("Change").Integer("Length", length).Integer("FirstChar", firstChar).String("DNAString",
+                                                                                          calculator_.DNAString());
+    WriteEvent();
   };
   events.Change2 = [this](int16_t length, int16_t firstChar) {
-    const std::string text = calculator_.DNAString2();
-    NewEvent("Change2").Integer("Length", length).Integer("FirstChar", firstChar).String("DNAString2", text);
-    CloseEvent();
+    NewEvent("Change2").Integer("Length", length).Integer("FirstChar", firstChar).String("DNAString2",
+                                                                                           calculator_.DNAString2());
+    WriteEvent();
   };
   events.Wait = [this] {
     NewEvent("Wait");
-    CloseEvent();
+    WriteEvent();
   };
-  events.Progress = [this](double percent) {
-    NewEvent("Progress").Number("Percent", percent);
-    CloseEvent();
+  auto share = [this](std::string_view name) {
+    return [this, name](double percent) {
+      NewEvent(name).Number("Percent", percent);
+      WriteEvent();
+    };
   };
-  events.InternalCalc = [this](double percent) {
-    NewEvent("InternalCalc").Number("Percent", percent);
-    CloseEvent();
-  };
-  events.UpdateVariables = [this](double percent) {
-    NewEvent("UpdateVariables").Number("Percent", percent);
-    CloseEvent();
-  };
-  events.VBSProgress = [this](double percent) {
-    NewEvent("VBSProgress").Number("Percent", percent);
-    CloseEvent();
-  };
+  events.Progress = share("Progress");
+  events.InternalCalc = share("InternalCalc");
+  events.UpdateVariables = share("UpdateVariables");
+  events.VBSProgress = share("VBSProgress");
   events.GetFunctions = [this](const std::string& name, const std::string& expression) {
     NewEvent("GetFunctions").String("FuncName", name).String("Expression", expression);
-    CloseEvent();
+    WriteEvent();
   };
   events.InputBox = [this](std::string& num) {
     const std::string word = num;
     num = options_.AnswerFor(word).value_or(std::string());
     NewEvent("InputBox").String("Num", word).String("answer", num);
-    CloseEvent();
+    WriteEvent();
   };
 }
 
-void JsonSession::BeginLine() { events_.clear(); }
-
-void JsonSession::Report(const LineOutcome& outcome) {
-  record_ = FormatLineRecord(calculator_, outcome, events_);
-  record_ += '\n';
-  Write(record_);
-  events_.clear();
+void JsonSession::BeginLine(const std::string& line, const HostCommand& /*command*/) {
+  firstEvent_ = true;
+  Write(LineRecordHead(line));
 }
 
-std::string FormatLineRecord(clsMorvex& calculator, const LineOutcome& outcome, std::string_view eventsJson) {
-  std::string events;
-  events.reserve(eventsJson.size() + 2);
-  events += '[';
-  events += eventsJson;
-  events += ']';
+void JsonSession::Report(const LineOutcome& outcome) { Write(LineRecordTail(calculator_, outcome)); }
 
+std::string LineRecordHead(std::string_view line) {
+  std::string head = "{\"line\":";
+  AppendJsonString(head, line);
+  head += ",\"events\":[";
+  return head;
+}
+
+std::string LineRecordTail(clsMorvex& calculator, const LineOutcome& outcome) {
   std::string failure = "null";
   if (outcome.failure) {
     JsonObject object;
     object.Integer("code", outcome.failure->code).String("message", outcome.failure->message);
     failure = object.Finish();
   }
-
-  JsonObject record;
-  record.String("line", outcome.line)
-      .String("result", outcome.result)
+  JsonObject members;
+  members.String("result", outcome.result)
       .String("TText", outcome.ttext)
       .String("OutString", calculator.OutString())
       .String("InString", calculator.InString())
@@ -96,13 +88,20 @@ std::string FormatLineRecord(clsMorvex& calculator, const LineOutcome& outcome, 
       .Integer("ErrFirst", calculator.ErrFirst())
       .Integer("ErrLength", calculator.ErrLength())
       .String("ErrDescription", calculator.ErrDescription())
+      .String("ErrFormula", calculator.ErrFormula())
       .String("Expression", calculator.Expression())
+      .String("ScriptFailure", calculator.ScriptFailure())
       .String("StringTyping", calculator.StringTyping())
       .String("StringVariable", calculator.StringVariable())
       .String("DNAString", calculator.DNAString())
-      .Raw("events", events)
+      .String("DNAString2", calculator.DNAString2())
       .Raw("failure", failure);
-  return record.Finish();
+  // The members continue the object that the head opened: its "{" gives way
+  // to the close of the event list.
+  std::string tail = "],";
+  tail.append(members.Finish(), 1);
+  tail += '\n';
+  return tail;
 }
 
 }  // namespace morvex::cli

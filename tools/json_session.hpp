@@ -1,5 +1,7 @@
-// The --json session: one JSON object per input line, on one line, with the
-// calculator's properties after the line and every event raised during it.
+// The --json session: one JSON object per input line, on one line. The object
+// starts with the line and its events, written out as each event comes, so
+// that a line of many steps needs no more memory than one event; the
+// calculator's properties after the line follow the events.
 #pragma once
 
 #include <string>
@@ -11,26 +13,27 @@ namespace morvex::cli {
 
 class JsonSession : public HostSession {
  public:
-  JsonSession(clsMorvex& calculator, const Options& options, std::istream& in, std::FILE* out);
+  JsonSession(clsMorvex& calculator, Options& options, LineInput& input, std::FILE* out);
 
  protected:
-  void BeginLine() override;
+  void BeginLine(const std::string& line, const HostCommand& command) override;
   void Report(const LineOutcome& outcome) override;
 
  private:
   void InstallHandlers();
-  // Starts the JSON object of one event in the list of the current line.
+  // Starts the JSON object of one event; WriteEvent sends it out.
   JsonObject& NewEvent(std::string_view name);
-  void CloseEvent();
+  void WriteEvent();
 
-  std::string events_;  // the events of the current line, as JSON objects separated by commas
   JsonObject event_;
-  std::string record_;
+  bool firstEvent_ = true;
+  std::string text_;
 };
 
-// Writes the record of one line: the keys line, result, TText, the
-// calculator's properties, events (`eventsJson`, the inside of the array) and
-// failure, in this order.
-std::string FormatLineRecord(clsMorvex& calculator, const LineOutcome& outcome, std::string_view eventsJson);
+// The start of a line's record, up to the opening of its event list.
+std::string LineRecordHead(std::string_view line);
+// The rest of the record after the events: the result, TText, the
+// calculator's properties and the failure (null when none), and the line end.
+std::string LineRecordTail(clsMorvex& calculator, const LineOutcome& outcome);
 
 }  // namespace morvex::cli

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "morvex/export.h"
+
 namespace morvex {
 
 // Codes of a failure. They follow the classic run-time error numbers that a
@@ -24,7 +26,7 @@ inline constexpr int32_t KeyInUse = 457;           // a key added twice to a cha
 
 // Every failure that leaves the library is of this type: a code from the list
 // above and a message that says what failed.
-class Failure : public std::runtime_error {
+class MORVEX_API Failure : public std::runtime_error {
  public:
   Failure(int32_t code, const std::string& message) : std::runtime_error(message), code_(code) {}
   int32_t code() const noexcept { return code_; }

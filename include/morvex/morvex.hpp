@@ -6,10 +6,21 @@
 // While a line is reduced the object raises events (Change, Change2, ...) that
 // tell which characters of DNAString each step consumes and produces.
 //
-// Threading: the state that calculators share (the successor template, the
-// angle unit, the current error, ...) is kept per thread. Within one thread all
-// calculators share it and must not compute at the same time; a host may run
-// one calculator per thread.
+// Threading: the state that calculators share is kept per thread. A host may
+// run one calculator per thread, all at once; nothing passes between threads.
+// Within one thread all calculators (nested ones included) share it, and must
+// not compute at the same time. What one calculator's line leaves there for
+// another on the same thread:
+//  - the angle unit: RADIANS or DEGREES on one calculator, and Initialize on
+//    any (also the nested calculator of a formula inside a formula), set it
+//    for every calculator of the thread;
+//  - the class of the last character read: a character of no class of its own
+//    (a blank, "%", ...) at the start of a line takes it;
+//  - the sequence of the script's Rnd.
+// The rest is scratch state of a line, which each line sets before it reads
+// it (the current error and report, the successor template, counters and
+// flags of a run, the nesting depth), and caches that are rebuilt when they
+// no longer fit (names sorted by length, folder listings, compiled scripts).
 //
 // Decisions where the calculator's rules leave a choice:
 //  - Calculate before Initialize fails with Failure code 91 (ObjectNotSet).
@@ -30,9 +41,16 @@
 //    words computed by nested calculators, and script calls whose arguments
 //    are script calls («f(f(f(1)))») may nest 40 deep together; formula words
 //    may expand 500 times, plus two per cell of the line, in one formula stage
-//    (more only when a definition names itself). Past that the line ends with a Failure of code 28 (out of stack space), which
-//    no handler of the calculator keeps (it reaches the host also when a
-//    script file is present); the calculator and its variables stay usable.
+//    (more only when a definition names itself). Past that the line ends with
+//    a Failure of code 28 (out of stack space), which no handler of the
+//    calculator keeps: it reaches the host also when a script file is present
+//    and from the recomputation of plain variables after an assignment, which
+//    otherwise skips a variable whose line fails. Kept there, a descent ended
+//    at the limit would begin again for every later variable at every level,
+//    and the line would not end. The calculator and its variables stay usable.
+//  - The recomputation of plain variables after a plain assignment leaves the
+//    line's properties as they are, ErrFirst included (a wrong formula text
+//    met there would otherwise leave its cell position in ErrFirst).
 //  - A script call's answer is in OutString; Calculate itself returns "" for it.
 //  - The script engine is the calculator's own VBScript interpreter for user
 //    procedures: Function/Sub (ByRef, ByVal), Dim, Const, If/ElseIf/Else,
@@ -80,7 +98,9 @@
 #include <string_view>
 #include <vector>
 
+#include "morvex/export.h"
 #include "morvex/failure.hpp"
+#include "morvex/version.hpp"
 
 namespace morvex {
 
@@ -118,7 +138,7 @@ struct EventHandlers {
   std::function<void()> HostTurn;
 };
 
-class clsMorvex {
+class MORVEX_API clsMorvex {
  public:
   clsMorvex();
   ~clsMorvex();
@@ -158,10 +178,14 @@ class clsMorvex {
   int16_t ErrFirst() const;
   const std::string& InString() const;
   const std::string& OutString() const;
-  // The name of the formula word whose stored text holds the error of the
-  // last line, when ErrFirst and ErrLength point into that text (available
-  // through DNAString2) rather than into the line; "" when the error lies in
-  // the line.
+  // Which text ErrFirst and ErrLength point into. "" when the error lies in
+  // the line (InString). Otherwise the name of the variable whose stored text
+  // holds the error: a formula word of the line, or a variable met while its
+  // text was worked out. ErrNumber and the place are then those found in that
+  // text as it was scanned (commas gone, open parentheses closed), which
+  // DNAString2 holds after the line; for a formula word computed by a nested
+  // calculator it is the nested calculator's answer. Set with ErrNumber 1 to
+  // 9 only, and cleared with the other error properties.
   const std::string& ErrFormula() const;
   // The last failure of a script procedure during the last line (the
   // procedure's name and what stopped it, in the forms listed at the top of
@@ -210,7 +234,7 @@ class clsMorvex {
 
 // An ordered keyed collection of clsMorvex records (positions from 1, keys
 // compared without regard to case).
-class DNAGroup {
+class MORVEX_API DNAGroup {
  public:
   // Makes a new, not initialised calculator with these eleven properties set,
   // appends it (under sKey if that is not empty) and returns it.

@@ -95,6 +95,7 @@ void CopyErrorProperties(Calculator& c, const std::string& TText) {
     c.ErrDescription = err.DescError;
     c.ErrFirst = CheckedInt16(err.FirstError - 1);
     c.ErrLength = CheckedInt16(err.LengthError);
+    c.ErrFormula = err.Formula;
   }
   if (err.NumError == 0 || err.NumError == error_number::Unfinished) {
     c.ErrFirst = 0;
@@ -131,8 +132,11 @@ void RunExpression(Calculator& c, std::string& TText, Statements& run) {
 
 // After a plain assignment every plain user variable is computed again from
 // its stored chain, in table order. The recalculation's own handler skips a
-// variable whose line fails, whatever the failure, and goes on with the next:
-// one bad definition must not make every later assignment fail.
+// variable whose line fails and goes on with the next: one bad definition must
+// not make every later assignment fail. Nesting too deep is the exception: it
+// reaches the host, as everywhere else. Kept here, a descent that ends at the
+// depth limit would start again for every later variable, at every level of
+// nested calculators, and the line would not end in any time a user waits.
 void RecalculateVariables(Calculator& c) {
   SharedState& g = Shared();
   if (!g.gRecalculate) return;
@@ -152,7 +156,8 @@ void RecalculateVariables(Calculator& c) {
         ScanAndDetect(c, line);
       }
       c.RaiseUpdateVariables(static_cast<double>(i) / c.Variables.Count());
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+      if (IsFatal(failure)) throw;
       // this variable is skipped, its UpdateVariables too
     }
   }
@@ -198,7 +203,11 @@ std::string Calculate(Calculator& c, std::string& TText) {
     if (!g.gFormulaFileName.empty()) return result;
     result = c.ResultText;
   }
+  // The recalculation leaves the line's properties as they are, ErrFirst too,
+  // which a scan of a wrong formula text sets to the cell's position.
+  const int16_t errFirst = c.ErrFirst;
   run([&] { RecalculateVariables(c); });
+  c.ErrFirst = errFirst;
   return result;
 }
 

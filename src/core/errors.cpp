@@ -10,6 +10,7 @@ void CErrOcur::Reset() {
   NumError = 0;
   LengthError = 0;
   FirstError = 0;
+  Formula.clear();
   Shared().gErrCode = 0;
 }
 

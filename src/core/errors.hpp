@@ -12,11 +12,14 @@ namespace morvex {
 
 // The error of the current line: number, name and the 1-based place of the
 // offending cell in the text that the chain spelled when the error was found.
+// That text is the line's, or, when Formula names a formula word, the text of
+// that formula as the second chain spelled it.
 struct CErrOcur {
   int32_t FirstError = 0;
   int32_t LengthError = 0;
   int32_t NumError = 0;
   std::string DescError;
+  std::string Formula;  // the formula word whose text holds the place; "" for the line
 
   // Clears number, length and place (and gErrCode); the description stays.
   void Reset();

@@ -30,7 +30,9 @@ StageOutcome ExpandFormulaWords(Reduction& r, int32_t belowLast, FormulaExpansio
     if (word.at == 0) return StageOutcome::Nothing;
     const int32_t removed = TakeOperands(r, word.at, c.Variables.Item(word.variable));
     budget.Spend();
-    expand(r, word.at, removed, c.StoredChain(word.variable).Join());
+    // A copy of the name: the expansion runs lines that may grow tables.
+    const std::string name = c.Variables.Item(word.variable).Key;
+    expand(r, word.at, removed, name, c.StoredChain(word.variable).Join());
   }
 }
 

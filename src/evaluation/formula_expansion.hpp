@@ -26,9 +26,10 @@ struct FormulaWord {
 };
 FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly);
 
-// Puts the cells of a definition (its stored text) in the place of the word
-// at `at`, after `removed` operand cells went.
-using FormulaExpansion = void (*)(Reduction& r, int32_t at, int32_t removed, const std::string& text);
+// Puts the cells of a definition (the stored text of the formula word
+// `formula`) in the place of the word at `at`, after `removed` operand cells went.
+using FormulaExpansion = void (*)(Reduction& r, int32_t at, int32_t removed, const std::string& formula,
+                                  const std::string& text);
 
 // The rounds of the formula stage that the silent run and the calculation run
 // share: XVar and YVar go to 0; the first formula word from `belowLast` cells

@@ -21,8 +21,8 @@ using F = Flow;
 // replaced by the cells of its stored text, which the later stages reduce
 // with XVar and YVar as open names, that is as 0. The last cell of the range
 // is not looked at.
-void SpliceDefinition(Reduction& r, int32_t at, int32_t, const std::string& text) {
-  ScanSubExpression2(r.c, text);
+void SpliceDefinition(Reduction& r, int32_t at, int32_t, const std::string& formula, const std::string& text) {
+  ScanSubExpression2(r.c, text, formula);
   SpliceChain(r.chain, r.c.SecondChain, at);
   PreReduceChain(r.c);
   r.last = r.chain.Count();
@@ -100,8 +100,8 @@ void EvaluateReduce2(Calculator& c, int32_t& first, int32_t& last) { Reduce(kEva
 
 void PreReduceChain(Calculator& c) { Drive(kPreReduceChain, c); }
 
-void ScanSubExpression2(Calculator& c, std::string_view text) {
-  if (ScanFormulaText(c, text)) PreReduceChain(c);
+void ScanSubExpression2(Calculator& c, std::string_view text, std::string_view formula) {
+  if (ScanFormulaText(c, text, formula)) PreReduceChain(c);
 }
 
 }  // namespace morvex::detail

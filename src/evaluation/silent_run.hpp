@@ -19,7 +19,8 @@ void EvaluateReduce(Calculator& c, int32_t& first, int32_t& last);
 void EvaluateReduce2(Calculator& c, int32_t& first, int32_t& last);
 // Tidies the whole working chain after a formula's text was spliced into it.
 void PreReduceChain(Calculator& c);
-// Scans a formula's text onto the second chain (and tidies the working chain).
-void ScanSubExpression2(Calculator& c, std::string_view text);
+// Scans the text of the formula word `formula` onto the second chain (and
+// tidies the working chain).
+void ScanSubExpression2(Calculator& c, std::string_view text, std::string_view formula);
 
 }  // namespace morvex::detail

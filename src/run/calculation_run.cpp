@@ -18,8 +18,8 @@ using F = Flow;
 // end of the range to the left (the last cell included), takes the numbers
 // beside it into XVar and YVar, its stored text is worked out on the second
 // chain, and the result takes the word's place.
-void SpliceResult(Reduction& r, int32_t at, int32_t removed, const std::string& text) {
-  ScanSubExpression(r.c, text);
+void SpliceResult(Reduction& r, int32_t at, int32_t removed, const std::string& formula, const std::string& text) {
+  ScanSubExpression(r.c, text, formula);
   r.Notify(1, at);
   const int32_t before = r.chain.Count();
   SpliceChain(r.chain, r.c.SecondChain, at);

@@ -52,7 +52,7 @@ void ComputeInNestedCalculator(Calculator& c, const Class1& variable) {
   std::string line = c.DNAString2Field;
   std::string result = nested.Calculate(line);
   g.gNestedCalculators = outer;
-  ScanSubExpression(c, result);
+  ScanSubExpression(c, result, variable.Key);
 }
 
 // The formula stage of a formula's text: the first formula word from the
@@ -148,8 +148,8 @@ constexpr DriverProfile kRunSubChain{.stages = kRunSubChainStages,
 
 }  // namespace
 
-void ScanSubExpression(Calculator& c, std::string_view text) {
-  if (ScanFormulaText(c, text)) RunSubChain(c);
+void ScanSubExpression(Calculator& c, std::string_view text, std::string_view formula) {
+  if (ScanFormulaText(c, text, formula)) RunSubChain(c);
 }
 
 void RunSubChain(Calculator& c) { Drive(kRunSubChain, c); }

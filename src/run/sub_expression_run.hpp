@@ -10,8 +10,10 @@
 
 namespace morvex::detail {
 
-// Scans a formula's text onto the second chain and, if it has no error, reduces it.
-void ScanSubExpression(Calculator& c, std::string_view text);
+// Scans the text of the formula word `formula` onto the second chain and, if
+// it has no error, reduces it. The text is its stored text, or the answer
+// that a nested calculator gave for the second chain in which it stood.
+void ScanSubExpression(Calculator& c, std::string_view text, std::string_view formula);
 // Reduces the second chain to a number.
 void RunSubChain(Calculator& c);
 // Reduces first..last of the second chain (first 0: the whole chain) with Change2 events.

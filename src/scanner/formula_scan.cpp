@@ -65,7 +65,7 @@ void SecondWordPass(dna& chain, const Calculator& c) {
 
 }  // namespace
 
-bool ScanFormulaText(Calculator& c, std::string_view text) {
+bool ScanFormulaText(Calculator& c, std::string_view text, std::string_view formula) {
   SharedState& g = Shared();
   g.gErr = CErrOcur();
   c.SecondChain = dna();
@@ -87,9 +87,11 @@ bool ScanFormulaText(Calculator& c, std::string_view text) {
   RemoveCommas(chain);
   if (int32_t at = FindMultiplePoint(chain); at != 0) {
     ReportError(chain, E::MultiplePoint, at);
+    g.gErr.Formula = formula;
     return false;
   }
   if (const int32_t at = FindNeighbourError(chain, kFormulaNeighbours); at != 0) {
+    g.gErr.Formula = formula;
     c.ErrFirst = CheckedInt16(at);
     return false;
   }

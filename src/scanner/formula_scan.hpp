@@ -11,9 +11,10 @@
 
 namespace morvex::detail {
 
-// Cuts, folds and checks `text` on a new second chain; closes its open
-// parentheses. Returns false when it found an error (in gErr, gErrCode and
-// ErrFirst), true otherwise.
-bool ScanFormulaText(Calculator& c, std::string_view text);
+// Cuts, folds and checks `text`, the text of the formula word `formula`, on a
+// new second chain; closes its open parentheses. Returns false when it found
+// an error (in gErr, gErrCode and ErrFirst; gErr names the formula, as the
+// place lies in its text), true otherwise.
+bool ScanFormulaText(Calculator& c, std::string_view text, std::string_view formula);
 
 }  // namespace morvex::detail

@@ -34,6 +34,7 @@ void Calculator::ClearOutputs() {
   ErrNumber = 0;
   ErrFirst = 0;
   ErrLength = 0;
+  ErrFormula.clear();
 }
 
 void Calculator::ResizeVariableChains() { VariableChains.resize(static_cast<size_t>(Variables.Count()) + 1); }

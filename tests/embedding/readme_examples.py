@@ -1,0 +1,160 @@
+"""The README's embedding examples, built and run as a host would build them.
+
+The README marks each example with `<!-- example: NAME -->` and the output it
+prints with `<!-- output: NAME -->`, each followed by a fenced block. This
+script takes the blocks as they stand and:
+
+  installed  installs a Morvex build tree into a scratch prefix, builds the C++
+             example against it with find_package and the C example with
+             pkg-config, runs both and compares what they print;
+  subproject configures the C++ example with Morvex pulled in by
+             add_subdirectory as a shared library, and checks that no test or
+             tool target is made;
+  exports    checks that a shared library exports only the public interface.
+
+The Python example is run by the Python module's tests (extract() below).
+"""
+import argparse
+import os
+import re
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+BLOCK = re.compile(r"<!-- (example|output): (\S+) -->\n```[^\n]*\n(.*?)```", re.S)
+
+
+def extract(readme):
+    """Returns {("example"|"output", name): text} for every marked block."""
+    text = Path(readme).read_text()
+    blocks = {(kind, name): body for kind, name, body in BLOCK.findall(text)}
+    if not blocks:
+        raise SystemExit(f"no marked examples in {readme}")
+    return blocks
+
+
+def write_examples(blocks, prefix, into):
+    """Writes the examples whose names start with prefix/ into a folder."""
+    for (kind, name), body in blocks.items():
+        if kind == "example" and name.startswith(prefix + "/"):
+            target = into / name
+            target.parent.mkdir(parents=True, exist_ok=True)
+            target.write_text(body)
+    return into / prefix
+
+
+def run(command, **options):
+    print("+", " ".join(str(part) for part in command), flush=True)
+    return subprocess.run(command, check=True, text=True, **options)
+
+
+def expect_output(program, blocks, name, library_dir=None):
+    environment = dict(os.environ)
+    if library_dir:  # a shared library installed where the loader does not look
+        environment["LD_LIBRARY_PATH"] = str(library_dir)
+    printed = run([program], stdout=subprocess.PIPE, env=environment).stdout
+    wanted = blocks[("output", name)]
+    if printed != wanted:
+        raise SystemExit(f"{program} printed:\n{printed}\nthe README says:\n{wanted}")
+
+
+def configure_and_build(cmake, source, build, definitions):
+    run([cmake, "-S", source, "-B", build, "-DCMAKE_BUILD_TYPE=Release", *definitions], stdout=subprocess.DEVNULL)
+    run([cmake, "--build", build, "-j2"], stdout=subprocess.DEVNULL)
+
+
+def compiler_definitions(args):
+    definitions = [f"-DCMAKE_CXX_COMPILER={args.cxx}"]
+    if args.launcher:
+        definitions.append(f"-DCMAKE_CXX_COMPILER_LAUNCHER={args.launcher}")
+    return definitions
+
+
+def installed(args, blocks, work):
+    prefix = work / "prefix"
+    run([args.cmake, "--install", args.build, "--prefix", prefix], stdout=subprocess.DEVNULL)
+
+    cpp = write_examples(blocks, "cpp", work)
+    configure_and_build(args.cmake, cpp, cpp / "build", [f"-DCMAKE_PREFIX_PATH={prefix}", *compiler_definitions(args)])
+    expect_output(cpp / "build" / "area", blocks, "cpp")
+
+    c = write_examples(blocks, "c", work)
+    pc_files = sorted(prefix.glob("**/pkgconfig/morvex.pc"))
+    if not pc_files:
+        raise SystemExit("no morvex.pc installed")
+    environment = dict(os.environ, PKG_CONFIG_PATH=str(pc_files[0].parent))
+    flags = run(["pkg-config", "--cflags", "--libs", "morvex"], env=environment, stdout=subprocess.PIPE).stdout.split()
+    run([args.cc, c / "steps.c", *flags, "-o", c / "steps"])
+    expect_output(c / "steps", blocks, "c", library_dir=pc_files[0].parent.parent)
+
+
+SUBPROJECT = """cmake_minimum_required(VERSION 3.25)
+project(host LANGUAGES CXX)
+add_subdirectory({source} morvex)
+foreach(target morvex_tests morvex_cli morvex_c_api_test morvex_bench)
+  if(TARGET ${{target}})
+    message(FATAL_ERROR "a subproject must not make ${{target}}")
+  endif()
+endforeach()
+add_executable(area cpp/main.cpp)
+target_link_libraries(area PRIVATE morvex::morvex)
+"""
+
+# What a shared library may export: the C interface, the public classes, and
+# the standard library's templates that they instantiate (whose demangled
+# names may begin with a return type).
+PUBLIC_SYMBOL = re.compile(
+    r"^(morvex_\w+$|([\w:<>,* ]* )?(std::|__gnu_cxx::)|morvex::(clsMorvex|DNAGroup|Failure)\b)")
+SPECIAL_PREFIX = re.compile(r"^(typeinfo name for |typeinfo for |vtable for |VTT for |guard variable for )")
+
+
+def exported_symbols(library):
+    listing = run(["nm", "-D", "--defined-only", "--demangle", library], stdout=subprocess.PIPE).stdout
+    for line in listing.splitlines():
+        parts = line.split(" ", 2)
+        if len(parts) == 3 and parts[1] not in ("A",):
+            yield parts[2]
+
+
+def subproject(args, blocks, work):
+    host = work / "host"
+    write_examples(blocks, "cpp", host)
+    (host / "CMakeLists.txt").write_text(SUBPROJECT.format(source=Path(args.source).as_posix()))
+    run([args.cmake, "-S", host, "-B", host / "build", "-DBUILD_SHARED_LIBS=ON", *compiler_definitions(args)],
+        stdout=subprocess.DEVNULL)
+
+
+def exports(args, blocks, work):
+    leaks = [name for name in exported_symbols(args.library)
+             if not PUBLIC_SYMBOL.match(SPECIAL_PREFIX.sub("", name)) and not name.startswith("_")]
+    if leaks:
+        raise SystemExit("the shared library exports internals:\n  " + "\n  ".join(leaks[:20]))
+    if not any(name == "morvex_calculate" for name in exported_symbols(args.library)):
+        raise SystemExit("the shared library does not export the C interface")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("mode", choices=["installed", "subproject", "exports"])
+    parser.add_argument("--readme", required=True)
+    parser.add_argument("--source", required=True)
+    parser.add_argument("--build", required=True)
+    parser.add_argument("--work", required=True)
+    parser.add_argument("--cmake", default="cmake")
+    parser.add_argument("--cc", default="cc")
+    parser.add_argument("--cxx", default="c++")
+    parser.add_argument("--launcher", default="")
+    parser.add_argument("--library", default="")
+    args = parser.parse_args()
+
+    work = Path(args.work) / args.mode
+    shutil.rmtree(work, ignore_errors=True)
+    work.mkdir(parents=True)
+    blocks = extract(args.readme)
+    {"installed": installed, "subproject": subproject, "exports": exports}[args.mode](args, blocks, work)
+    print(f"{args.mode}: passed")
+
+
+if __name__ == "__main__":
+    sys.exit(main())
