@@ -32,8 +32,8 @@ std::string_view Trim(std::string_view text) {
 std::string UnknownCommandHint(std::string_view word) {
   std::string hint = "unknown command :" + std::string(word);
   if (!word.empty()) {
-    for (const CommandSpec& spec : kCommands) {
-      if (StartsWithIgnoringCase(spec.word, word)) return hint + "; did you mean :" + std::string(spec.word) + "?";
+    for (const CommandSpec& entry : kCommands) {
+      if (StartsWithIgnoringCase(entry.word, word)) return hint + "; did you mean :" + std::string(entry.word) + "?";
     }
   }
   return hint + "; :help lists the commands";
@@ -64,14 +64,14 @@ HostCommand ParseHostCommand(std::string_view line) {
   const std::string_view word = rest.substr(0, wordEnd);
   const std::string_view argument = Trim(rest.substr(wordEnd));
 
-  for (const CommandSpec& spec : kCommands) {
-    if (!EqualsIgnoringCase(spec.word, word)) continue;
-    if (spec.argument.empty() && !argument.empty()) {
+  for (const CommandSpec& entry : kCommands) {
+    if (!EqualsIgnoringCase(entry.word, word)) continue;
+    if (entry.argument.empty() && !argument.empty()) {
       command.kind = CommandKind::Unknown;
-      command.problem = ":" + std::string(spec.word) + " takes no argument";
+      command.problem = ":" + std::string(entry.word) + " takes no argument";
       return command;
     }
-    command.kind = spec.kind;
+    command.kind = entry.kind;
     command.argument = std::string(argument);
     return command;
   }

@@ -56,7 +56,7 @@ std::vector<std::string> CompletionCandidates(std::string_view lineBeforeWord, s
     if (StartsWithIgnoringCase(name, word)) candidates.emplace_back(name);
   };
   if (lineBeforeWord.empty() && word.starts_with(':')) {
-    for (const CommandSpec& spec : Commands()) offer(":" + std::string(spec.word));
+    for (const CommandSpec& entry : Commands()) offer(":" + std::string(entry.word));
   } else {
     for (const FunctionWord& function : kFunctionWords) offer(function.word);
     for (const std::string& name : variables) offer(name);

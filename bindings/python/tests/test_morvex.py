@@ -15,9 +15,9 @@ def calc():
 
 
 def test_readme_example_runs_as_written():
-    spec = importlib.util.spec_from_file_location("readme_examples", os.environ["MORVEX_EXAMPLES_SCRIPT"])
-    examples = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(examples)
+    module_spec = importlib.util.spec_from_file_location("readme_examples", os.environ["MORVEX_EXAMPLES_SCRIPT"])
+    examples = importlib.util.module_from_spec(module_spec)
+    module_spec.loader.exec_module(examples)
     text = examples.extract(os.environ["MORVEX_README"])[("example", "python")]
     test = doctest.DocTestParser().get_doctest(text, {}, "README", "README.md", 0)
     runner = doctest.DocTestRunner(optionflags=doctest.ELLIPSIS)
