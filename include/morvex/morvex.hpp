@@ -36,7 +36,10 @@
 //    runs the file of that name and the extension ".txt" in that folder, the
 //    name compared without regard to case (also on a case-sensitive file
 //    system); so is StartUp.txt. The script file must be spelled exactly
-//    "vbscript.txt": it is looked for on every line, with one check.
+//    "vbscript.txt". Every line sees the folder as it is when the line
+//    starts (a file created, changed or removed before it counts): a watch
+//    on the folder (inotify on Linux, modification times elsewhere) makes
+//    that one non-blocking read while nothing in the folder changes.
 //  - Nesting has a fixed depth: line files that run one another, formula
 //    words computed by nested calculators, and script calls whose arguments
 //    are script calls («f(f(f(1)))») may nest 40 deep together; formula words
