@@ -139,18 +139,11 @@ TEST_F(ChainDna, AChainHoldsAtMost32767Cells) {
 }
 
 TEST_F(ChainDna, CellTextOffsetCountsCharactersBeforeTheCell) {
-  const dna empty;
   const dna chain = ChainOf({"12", "+", "3"});
-  EXPECT_EQ(CellTextOffset(empty, 1), 1);
-  EXPECT_EQ(CellTextOffset(chain, 1), 1);
-  EXPECT_EQ(CellTextOffset(chain, 2), 3);
-  EXPECT_EQ(CellTextOffset(chain, 3), 4);
-  EXPECT_EQ(CellTextOffset(chain, 4), 5);  // just past the text
-}
-
-TEST_F(ChainDna, CellTextOffsetReadingCellsThatTheChainDoesNotHoldFails) {
+  EXPECT_EQ(CellTextOffset(dna(), 1), 1);
+  const int16_t offsets[] = {1, 3, 4, 5};  // the last is just past the text
+  for (int i = 1; i <= 4; ++i) EXPECT_EQ(CellTextOffset(chain, i), offsets[i - 1]) << "cell " << i;
   // The offset of cell 5 sums cells 1 to 4; a chain of three cells has no cell 4.
-  const dna chain = ChainOf({"12", "+", "3"});
   EXPECT_EQ(FailureCode([&] { CellTextOffset(chain, 5); }), failure_code::SubscriptOutOfRange);
   EXPECT_EQ(FailureCode([&] { CellTextOffset(dna(), 3); }), failure_code::SubscriptOutOfRange);
 }

@@ -148,7 +148,7 @@ TEST(LineFiles, CountRulesOfTheLoop) {
        "1\n2\n3\n4\n5\n",
        {"1", "2", "3"},
        {Percent(0.2), "C", Percent(0.4), "C", Percent(0.6), "C", "P1"}},
-      {"two lines: nothing runs", "3\n4\n", {}, {"P1"}},
+      {"two lines: nothing runs", "3=x\n4=y\n", {}, {"P1"}},
       {"three lines run the first", "7\n8\n9\n", {"7"}, {Percent(1.0 / 3), "C", "P1"}},
       {"four lines without a final line feed", "1\n2\n3\n4", {"1"}, {Percent(1.0 / 3), "C", "P1"}},
       {"one line feed runs both entries", "5\n6", {"5", "6"}, {"P1", "C", "P2", "C", "P1"}},
@@ -164,14 +164,6 @@ TEST(LineFiles, CountRulesOfTheLoop) {
     EXPECT_EQ(host.log, c.log);
     EXPECT_EQ(host.waits, 0);
   }
-}
-
-TEST(LineFiles, TwoAssignmentsLeaveTheirTargetsUnknown) {
-  FileHost host;
-  host.folder.Write("two.txt", "3=x\n4=y\n");
-  host.Load("two.txt");
-  EXPECT_FALSE(host.Has("x") || host.Has("y"));
-  EXPECT_EQ(host.m.VariableList().size(), 3u);
 }
 
 TEST(LineFiles, FailuresOfTheRunReachTheCaller) {
