@@ -122,12 +122,6 @@ Outcome Ordinary(const std::vector<std::string>& before, const std::string& line
   return plain.Line(line);
 }
 
-// ---- calls that give a text ----
-
-// ---- Ans and the target ----
-
-// ---- lines that are no call ----
-
 // A line that no procedure takes, or whose call fails anywhere, answers as it
 // would without a script; the progress tells how far the call got.
 TEST(ScriptPath, FailedOrUnknownCallsAreOrdinaryLines) {
