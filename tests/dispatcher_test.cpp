@@ -84,13 +84,6 @@ TEST(DispatcherProperties, ClearOutputsEmptiesTheAnswerOfTheLineBefore) {
   EXPECT_EQ(calc.m.OutString(), "");
 }
 
-TEST(DispatcherProperties, DNAStringShowsTheChainNotWhatWasWritten) {
-  Calc calc;
-  calc.Out("2*(3+4)");
-  calc.m.DNAString(std::string("something else"));
-  EXPECT_EQ(calc.m.DNAString(), "14");
-}
-
 TEST(DispatcherProperties, AWrongLineWithATargetLeavesNoRecalculationPending) {
   Calc calc;
   calc.Out("2+=x");
