@@ -15,8 +15,7 @@
 //    any (also the nested calculator of a formula inside a formula), set it
 //    for every calculator of the thread;
 //  - the class of the last character read: a character of no class of its own
-//    (a blank, "%", ...) at the start of a line takes it;
-//  - the sequence of the script's Rnd.
+//    (a blank, "%", ...) at the start of a line takes it.
 // The rest is scratch state of a line, which each line sets before it reads
 // it (the current error and report, the successor template, counters and
 // flags of a run, the nesting depth), and caches that are rebuilt when they
