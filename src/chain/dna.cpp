@@ -57,6 +57,11 @@ void dna::Insert(int32_t index, Cell cell) {
 }
 
 void dna::MoveEditPoint(size_t cellsBefore) {
+  // Either side may come to hold the whole chain: room for it is made once,
+  // so that a chain reused line after line stops allocating.
+  const size_t count = front_.size() + back_.size();
+  if (cellsBefore > front_.size() && front_.capacity() < count) front_.reserve(count);
+  if (cellsBefore < front_.size() && back_.capacity() < count) back_.reserve(count);
   while (front_.size() > cellsBefore) {
     back_.push_back(std::move(front_.back()));
     front_.pop_back();
@@ -90,6 +95,12 @@ void ReplayCopy(const dna& source) {
 
 dna CopyChain(const dna& source) {
   dna copy;
+  CopyChainInto(source, copy);
+  return copy;
+}
+
+void CopyChainInto(const dna& source, dna& copy) {
+  copy.Clear();
   copy.Reserve(source.Count());
   for (const Cell& cell : source) {
     Cell& fresh = copy.Add(cell.GetFlags());
@@ -98,7 +109,6 @@ dna CopyChain(const dna& source) {
     fresh.NameStr(cell.NameStr());
     fresh.Value(cell.Value());
   }
-  return copy;
 }
 
 int16_t CellTextOffset(const dna& chain, int32_t index) {

@@ -79,6 +79,8 @@ class dna {
 // KeyVal, StartNumber, and NameStr through its assignment (so the successor
 // template sees every copied code, in chain order).
 dna CopyChain(const dna& source);
+// The same copy into `copy`, whose cells it replaces and whose storage it reuses.
+void CopyChainInto(const dna& source, dna& copy);
 // What such a copy does to the successor template, without the copy.
 void ReplayCopy(const dna& source);
 

@@ -20,6 +20,9 @@ class Calculator {
 
   dna WorkingChain;  // the cells of the current line
   dna SecondChain;   // the cells of a sub-expression
+  // Storage for the copy of the working chain that the silent run works on:
+  // kept between lines so that the copy allocates nothing once warm.
+  dna SpareChain;
   VariableString Variables;
   // Slot i holds the stored chain of variable i; slot 0 is unused and a slot
   // that was never given a chain (XVar's) holds none.
