@@ -147,7 +147,6 @@ TEST(LineFiles, PauseLineRaisesWaitInsteadOfCalculating) {
   EXPECT_TRUE(host.Has("b"));
 }
 
-// A pause first in a thread that has scanned no line yet.
 TEST(LineFiles, PauseBeforeAnyScanOfTheThread) {
   Log seen;
   std::thread([&] {
