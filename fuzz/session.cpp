@@ -60,10 +60,19 @@ std::string Expression(Random& random) {
   return text;
 }
 
+// The name is drawn before the expression, in statements of their own: the
+// order of the operands of `+` is the compiler's, and the same seed must give
+// the same session with every compiler.
+template <class Random>
+std::string Assignment(Random& random) {
+  const std::string_view name = Pick(random, kNames);
+  return Expression(random) + "=" + std::string(name);
+}
+
 template <class Random>
 std::string Line(Random& random) {
   const uint32_t kind = random() % 20;
-  if (kind < 11) return Expression(random) + "=" + std::string(Pick(random, kNames));
+  if (kind < 11) return Assignment(random);
   if (kind < 17) return Expression(random);
   if (kind < 18) return "NOTHING=" + std::string(Pick(random, kNames));
   return std::string(Pick(random, kCommands));
@@ -126,7 +135,7 @@ Session RandomSession(uint32_t seed) {
     const int lines = 1 + static_cast<int>(random() % 4);
     for (int k = 0; k < lines; ++k) file.push_back(Line(random));
   }
-  if (random() % 3 == 0) session.files["StartUp.txt"] = {Expression(random) + "=" + std::string(Pick(random, kNames))};
+  if (random() % 3 == 0) session.files["StartUp.txt"] = {Assignment(random)};
   if (random() % 3 == 0) session.files["vbscript.txt"].assign(std::begin(kScript), std::end(kScript));
   return session;
 }

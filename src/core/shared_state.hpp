@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "core/errors.hpp"
-#include "core/name_finder.hpp"
 #include "core/successor_flags.hpp"
 #include "core/variable_table.hpp"
 
@@ -41,7 +40,6 @@ struct SharedState {
   bool gScriptDeclined = true;   // the line was no call of a script procedure
   std::string gScriptName;       // the procedure's name as the engine gives it
   VariableString gSortedVariables;  // user variable names, longest first
-  NameFinder gNameFinder;           // which user variable names occur in a line
   VariableString gFormulaFiles;     // the text files of the program's folder
   DNAGroup* gNestedCalculators = nullptr;  // the nested calculator of the moment
   int32_t gNestingDepth = 0;     // line files and nested calculators inside one another

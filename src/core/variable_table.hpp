@@ -35,6 +35,8 @@ struct Class1 {
 
 // Ordered keyed container of Class1, positions from 1, keys compared without
 // regard to case. Positions 1 to 3 of a calculator's table are Ans, XVar, YVar.
+// A calculator keeps every record under its own name, so that a name's hashed
+// look-up finds the one record whose Key it is.
 //
 // Look-ups by key are hashed, so that a line's cost does not grow with the
 // table. A table also carries a lineage: caches built from a table (the names

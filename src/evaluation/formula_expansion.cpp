@@ -9,13 +9,16 @@
 namespace morvex::detail {
 
 FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly) {
+  // Every record of a calculator's table is kept under its own name, and names
+  // are unique without regard to case: the hashed look-up of a cell's text
+  // finds the one record that a walk over the table would, at a cost that does
+  // not grow with the table.
   const VariableString& variables = r.c.Variables;
   for (int32_t i = std::min(top, r.chain.Count()); i >= r.first + 1; --i) {
-    for (int32_t k = var_index::FirstUser; k <= variables.Count(); ++k) {
-      const Class1& variable = variables.Item(k);
-      if (formulasOnly && variable.TypeVar <= var_type::Plain) continue;
-      if (EqualsIgnoreCase(variable.Key, r.chain[i].Value())) return {i, k};
-    }
+    const int32_t k = variables.IndexOfKey(r.chain[i].Value());
+    if (k < var_index::FirstUser) continue;
+    if (formulasOnly && variables.Item(k).TypeVar <= var_type::Plain) continue;
+    return {i, k};
   }
   return {};
 }

@@ -121,7 +121,7 @@ void SortVariables(const Calculator& c) {
 // Only the names that occur in the line go through the exact search, in the
 // order of the sorted list; the others could not be found there.
 void MarkVariables(Calculator& c) {
-  NameFinder& finder = Shared().gNameFinder;
+  NameFinder& finder = c.Names;
   finder.Follow(c.Variables);
   thread_local std::vector<int32_t> candidates;
   finder.Find(SpellForVariables(c.WorkingChain), candidates);

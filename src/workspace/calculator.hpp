@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "chain/dna.hpp"
+#include "core/name_finder.hpp"
 #include "core/variable_table.hpp"
 #include "morvex/morvex.hpp"
 #include "workspace/definition_records.hpp"
@@ -22,6 +23,10 @@ class Calculator {
   dna WorkingChain;  // the cells of the current line
   dna SecondChain;   // the cells of a sub-expression
   VariableString Variables;
+  // Which of the table's names occur in a line. Each calculator keeps its own,
+  // so that lines of calculators taking turns (nested ones included) extend it
+  // rather than build it again for the other's table.
+  NameFinder Names;
   // Slot i holds the stored chain of variable i; slot 0 is unused and a slot
   // that was never given a chain (XVar's) holds none.
   std::vector<std::optional<dna>> VariableChains;
