@@ -106,7 +106,7 @@ fuzz::Session ChainSession(uint32_t seed) {
 }
 
 TEST(RecalculationFastPath, RandomSessionsMatchTheFullRecalculation) {
-  for (uint32_t seed = 1; seed <= 240; ++seed) {
+  for (uint32_t seed = 1; seed <= 400; ++seed) {
     const fuzz::Session session = seed % 2 == 0 ? ChainSession(seed) : fuzz::RandomSession(seed);
     const Host host = static_cast<Host>(seed / 2 % 3);
     const std::string full = RunSession(session, host, false);

@@ -19,7 +19,6 @@
 #include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
-#include "run/calculation_run.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -66,11 +65,14 @@ LeftState TakeLeft(const Calculator& c) {
   s.echoText = c.EchoText;
   s.stringVariable = c.StringVariable;
   s.ansBits = std::bit_cast<uint64_t>(c.Variables.Item(var_index::Ans).Value);
+  s.ansType = c.Variables.Item(var_index::Ans).TypeVar;
   return s;
 }
 
 // Puts back what a passed-over definition left. ResultText has its text
-// already; Ans had the definition's value, stored as a line stores it.
+// already. Ans's stored chain is not put back: nothing reads the chains of
+// the first three variables (the listing, formula words and nested
+// calculators begin with the user's).
 void PutLeft(Calculator& c, const LeftState& s) {
   SharedState& g = Shared();
   g.gNext.SetFlags(s.carried.nextFlags);
@@ -93,7 +95,8 @@ void PutLeft(Calculator& c, const LeftState& s) {
   g.gEndText = s.endText;
   c.EchoText = s.echoText;
   c.StringVariable = s.stringVariable;
-  StoreAns(c, std::bit_cast<double>(s.ansBits));
+  c.Ans().Value = std::bit_cast<double>(s.ansBits);
+  c.Ans().TypeVar = s.ansType;
 }
 
 class Recalculation {

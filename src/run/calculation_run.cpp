@@ -72,8 +72,15 @@ constexpr GroupRule kLoudGroup[] = {{.reduce = RunReduce, .endUnlessOneCell = tr
 void StoreResult(Calculator& c, const std::string& kept, const std::string& resultText) {
   SharedState& g = Shared();
   const double value = ReadNumber(resultText);
-  StoreAns(c, value);
+  c.Ans().Value = value;
+  c.Ans().TypeVar = var_type::Plain;
   g.gErrCode = 0;
+  c.ResizeVariableChains();
+  dna ans;
+  Cell& cell = ans.Add(flag::AddPattern, "Ans");
+  cell.KeyVal("Ans");
+  cell.Value(FormatNumber(value).view());
+  c.VariableChains[var_index::Ans] = std::move(ans);
   if (kept.empty()) return;
   const int32_t index = c.VariableIndex(kept);
   if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {
@@ -121,17 +128,6 @@ constexpr DriverProfile kRunChain{.stages = stages::kLineDriverStages,
                                   .general = LoudGeneral};
 
 }  // namespace
-
-void StoreAns(Calculator& c, double value) {
-  c.Ans().Value = value;
-  c.Ans().TypeVar = var_type::Plain;
-  c.ResizeVariableChains();
-  dna ans;
-  Cell& cell = ans.Add(flag::AddPattern, "Ans");
-  cell.KeyVal("Ans");
-  cell.Value(FormatNumber(value).view());
-  c.VariableChains[var_index::Ans] = std::move(ans);
-}
 
 void RunChain(Calculator& c) { Drive(kRunChain, c); }
 

@@ -11,8 +11,6 @@ namespace morvex::detail {
 // Reduces the working chain to its value; the result goes to ResultText, Ans
 // and a plain target.
 void RunChain(Calculator& c);
-// Ans takes the value of a line: its value, its kind and its stored chain.
-void StoreAns(Calculator& c, double value);
 // Reduces first..last of the working chain (first 0: the whole chain) with Change events.
 void RunReduce(Calculator& c, int32_t& first, int32_t& last);
 // The reducer of the group of a rewritten word power on the working chain.

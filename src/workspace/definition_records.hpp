@@ -46,6 +46,7 @@ struct LeftState {
   std::string echoText;
   std::string stringVariable;
   uint64_t ansBits = 0;
+  int16_t ansType = 0;
 };
 
 // A variable that a definition read, as it was then.
