@@ -119,6 +119,7 @@ class Recalculation {
     }
     if (!fast) Forget();
     d_.records.resize(static_cast<size_t>(count_) + 1);
+    d_.passText.resize(static_cast<size_t>(count_) + 1);
     if (d_.readers.size() < static_cast<size_t>(count_) + 1) d_.readers.resize(static_cast<size_t>(count_) + 1);
     marked_.assign(static_cast<size_t>(count_) + 2, 0);
     examineAll_ = !fast || c_.HandledEvents() != 0 || static_cast<bool>(c_.Events.UpdateVariables);
@@ -169,6 +170,7 @@ class Recalculation {
 
   void Forget() {
     d_.records.clear();
+    d_.passText.clear();
     d_.readers.clear();
     d_.grams.clear();
     d_.toExamine.clear();
@@ -235,7 +237,7 @@ class Recalculation {
       if (i > count_) continue;
       DefinitionRecord& record = d_.records[static_cast<size_t>(i)];
       if (record.spelled.find(upper) == std::string::npos) continue;
-      record.valid = false;  // its letters may now be read otherwise
+      Invalidate(i);  // its letters may now be read otherwise
       MarkAhead(i);
     }
     return true;
@@ -264,13 +266,18 @@ class Recalculation {
   // A definition between the marked ones: its reads are as they were. A
   // plain one without a record (none is expected) is looked at all the same.
   void PassOver(int32_t i) {
-    const DefinitionRecord& record = d_.records[static_cast<size_t>(i)];
-    if (record.valid) {
-      c_.ResultText.append(record.appended);
+    const std::string& text = d_.passText[static_cast<size_t>(i)];
+    if (!text.empty()) {
+      c_.ResultText.append(text);
       pending_ = i;
     } else if (c_.Variables.Item(i).TypeVar == var_type::Plain) {
       Examine(i);
     }
+  }
+
+  void Invalidate(int32_t i) {
+    d_.records[static_cast<size_t>(i)].valid = false;
+    d_.passText[static_cast<size_t>(i)].clear();
   }
 
   const CarriedState& CurrentCarried() {
@@ -297,7 +304,7 @@ class Recalculation {
       if (variable.TypeVar != var_type::Plain) {
         // Not computed: the state reaches the next definition as it came, so
         // whatever made this one be looked at holds for the next.
-        record.valid = false;
+        Invalidate(i);
         Mark(i + 1);
       } else if (!spoilt_ && record.valid && record.passable && (record.events & handled_) == 0 &&
                  i != lastPlain_ && SameInputs(record) &&
@@ -313,7 +320,7 @@ class Recalculation {
         throw;
       }
       failed = true;
-      record.valid = false;
+      Invalidate(i);
       d_.toExamine.push_back(i);
       Mark(i + 1);
     }
@@ -330,7 +337,7 @@ class Recalculation {
     const bool wasValid = old.valid;
     const uint64_t valueBefore = std::bit_cast<uint64_t>(c_.Variables.Item(i).Value);
     const CarriedState carriedBefore = old.after.carried;
-    old.valid = false;
+    Invalidate(i);
 
     SharedState& g = Shared();
     DefinitionRecord record;
@@ -388,6 +395,7 @@ class Recalculation {
     const bool carriedChanged = !wasValid || !(record.after.carried == carriedBefore);
     const bool valueChanged = failed || !wasValid || record.valueBits != valueBefore;
     const bool passable = record.passable;
+    d_.passText[static_cast<size_t>(i)] = passable ? record.appended : std::string();
     d_.records[static_cast<size_t>(i)] = std::move(record);
 
     if (valueChanged) MarkReaders(i);
@@ -508,8 +516,9 @@ void NoteDefinitionStored(Calculator& c, int32_t index) {
     if (index != d.computing) d.disturbed = true;  // a line file stored it: the records no longer hold
     return;
   }
-  if (!d.trusted || static_cast<size_t>(index) >= d.records.size()) return;
+  if (!d.trusted || static_cast<size_t>(index) >= d.records.size() || static_cast<size_t>(index) >= d.passText.size()) return;
   d.records[static_cast<size_t>(index)].valid = false;
+  d.passText[static_cast<size_t>(index)].clear();
   d.toExamine.push_back(index);
   if (static_cast<size_t>(index) < d.readers.size()) {
     for (int32_t reader : d.readers[static_cast<size_t>(index)]) d.toExamine.push_back(reader);

@@ -81,6 +81,9 @@ struct DefinitionRecords {
   uint64_t lineage = 0;
   int32_t count = 0;     // table records the last recalculation saw
   std::vector<DefinitionRecord> records;                // by table position
+  // By table position, apart from the records for a quick walk: what passing
+  // the definition over appends to ResultText; "" when it is to be looked at.
+  std::vector<std::string> passText;
   std::vector<std::vector<int32_t>> readers;            // position -> definitions that read it
   std::unordered_map<uint32_t, std::vector<int32_t>> grams;  // one to three letters -> definitions holding them
   std::vector<int32_t> toExamine;  // definitions to look at in the next recalculation
