@@ -391,7 +391,8 @@ class Recalculation {
                       g.gErr.NumError == 0 && g.gErrCode == 0 && c_.Variables.Count() == count_ &&
                       ReadsOnlyPlain(record.inputs);
     record.valid = true;
-    Index(i, wasValid ? &old : nullptr, record);
+    record.known = true;
+    Index(i, old.known ? &old : nullptr, record);
     const bool carriedChanged = !wasValid || !(record.after.carried == carriedBefore);
     const bool valueChanged = failed || !wasValid || record.valueBits != valueBefore;
     const bool passable = record.passable;
@@ -458,7 +459,9 @@ class Recalculation {
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     for (uint32_t key : keys) {
       std::vector<int32_t>& holders = d_.grams[key];
-      if (holders.empty() || holders.back() != i) holders.push_back(i);
+      // A definition's first text in this table adds itself; a new text of
+      // one that was indexed before may find itself there from an older one.
+      if (old == nullptr || std::find(holders.begin(), holders.end(), i) == holders.end()) holders.push_back(i);
     }
   }
 

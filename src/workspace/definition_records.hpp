@@ -58,6 +58,7 @@ struct DefinitionInput {
 
 struct DefinitionRecord {
   bool valid = false;      // a computation is recorded and nothing has replaced the definition since
+  bool known = false;      // a computation was recorded (its inputs and letters are indexed)
   bool passable = false;   // the computation can be put back without being made
   uint32_t events = 0;     // the events it raised (bits of Calculator::RaisedEvents)
   std::vector<DefinitionInput> inputs;
