@@ -229,6 +229,21 @@ TEST(FileSystem, WatchedFolderShowsEveryChangeAtTheNextCall) {
   }
 }
 
+// The answers are kept while the folder is unchanged, but not for a symbolic
+// link: its target's removal outside the folder shows at the next question.
+TEST(FileSystem, KeptAnswersLeaveLinksOut) {
+  TempFolder folder;
+  TempFolder elsewhere;
+  ASSERT_NE(FolderGeneration(folder.str()), 0u) << "the folder is watched on this system";
+  fs::create_symlink(elsewhere.Write("target.txt", "t"), folder.path() / "vbscript.txt");
+  EXPECT_TRUE(FolderHasFile(folder.str(), "vbscript.txt"));
+  fs::remove(elsewhere.path() / "target.txt");
+  EXPECT_FALSE(FolderHasFile(folder.str(), "vbscript.txt"));
+  EXPECT_FALSE(FolderHasFile(folder.str(), "a.txt"));
+  folder.Write("a.txt", "1");
+  EXPECT_TRUE(FolderHasFile(folder.str(), "a.txt"));
+}
+
 // Within one line the notifications are read once, at its start.
 TEST(FileSystem, ALineReadsTheWatchOnce) {
   TempFolder folder;

@@ -123,11 +123,12 @@ void RunExpression(Calculator& c, std::string& TText, Statements& run) {
   });
   run([&] {
     if (g.gErr.NumError == 0 && (!c.ResultText.empty() || !g.gReport.StrEnd.empty())) {
-      c.StringTyping += c.EchoText + "=" + c.ResultText + "    " + g.gReport.StrVariable + "      " +
-                        g.gReport.StrEnd + std::string(kLineBreak);
+      // Appended piece by piece: the log grows in place, with no joined copy per line.
+      c.StringTyping.append(c.EchoText).append("=").append(c.ResultText).append("    ");
+      c.StringTyping.append(g.gReport.StrVariable).append("      ").append(g.gReport.StrEnd).append(kLineBreak);
     }
   });
-  run([&] { c.StringVariable = c.StringVariable + std::string(kLineBreak) + g.gReport.StrVariable; });
+  run([&] { c.StringVariable.append(kLineBreak).append(g.gReport.StrVariable); });
   run([&] { CopyErrorProperties(c, TText); });
   run([&] { c.RaiseHostTurn(); });
 }

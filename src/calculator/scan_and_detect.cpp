@@ -107,9 +107,16 @@ void HandOver(Calculator& c) {
   // Where nothing can have changed the chain, the copies are replayed on the
   // template without being made.
   const bool silentRun = g.gErr.NumError == 0 && c.StringVariable.empty();
-  dna saved = silentRun ? CopyChain(c.WorkingChain) : dna();
-  if (!silentRun) ReplayCopy(c.WorkingChain);
+  // The copy goes into the calculator's spare storage, taken out for the
+  // time of the run so that a nested use of it finds its own.
+  dna saved = std::move(c.SpareChain);
+  if (silentRun) {
+    CopyChainInto(c.WorkingChain, saved);
+  } else {
+    ReplayCopy(c.WorkingChain);
+  }
   if (g.gErr.NumError != 0) {
+    c.SpareChain = std::move(saved);
     c.StringVariable.clear();
     g.gReport.StrVariable.clear();
     CollectError(c);
@@ -118,10 +125,11 @@ void HandOver(Calculator& c) {
   if (silentRun) {
     EvaluateChain(c);
     ReplayCopy(saved);
-    c.WorkingChain = std::move(saved);
+    std::swap(c.WorkingChain, saved);
   } else {
     ReplayCopy(c.WorkingChain);
   }
+  c.SpareChain = std::move(saved);
 
   if (!c.StringVariable.empty()) {
     StoreTarget(c, targetType);

@@ -86,7 +86,9 @@ class CellText {
     size_ = other.size_;
     heap_ = other.heap_;
     heapCapacity_ = other.heapCapacity_;
-    if (!heap_) std::memcpy(inline_, other.inline_, size_);
+    // The whole inline buffer, a fixed size: a few register moves where a
+    // copy of `size_` bytes would be a call. Chains move cells at every edit.
+    if (!heap_) std::memcpy(inline_, other.inline_, kInlineCapacity);
     other.heap_ = nullptr;
     other.size_ = 0;
   }
@@ -94,7 +96,7 @@ class CellText {
   char* heap_ = nullptr;
   uint32_t heapCapacity_ = 0;
   uint32_t size_ = 0;
-  char inline_[kInlineCapacity];
+  char inline_[kInlineCapacity] = {};
 };
 
 }  // namespace morvex

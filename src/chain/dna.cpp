@@ -56,7 +56,12 @@ void dna::Insert(int32_t index, Cell cell) {
   front_.push_back(std::move(cell));
 }
 
-void dna::MoveEditPoint(size_t cellsBefore) {
+void dna::ShiftEditPoint(size_t cellsBefore) {
+  // Either side may come to hold the whole chain: room for it is made once,
+  // so that a chain reused line after line stops allocating.
+  const size_t count = front_.size() + back_.size();
+  if (cellsBefore > front_.size() && front_.capacity() < count) front_.reserve(count);
+  if (cellsBefore < front_.size() && back_.capacity() < count) back_.reserve(count);
   while (front_.size() > cellsBefore) {
     back_.push_back(std::move(front_.back()));
     front_.pop_back();
@@ -69,10 +74,10 @@ void dna::MoveEditPoint(size_t cellsBefore) {
 
 std::string dna::Join() const {
   size_t length = 0;
-  for (const Cell& cell : *this) length += cell.Text().size();
+  ForEach(1, Count(), [&](const Cell& cell) { length += cell.Text().size(); });
   std::string text;
   text.reserve(length);
-  for (const Cell& cell : *this) text.append(cell.Value());
+  ForEach(1, Count(), [&](const Cell& cell) { text.append(cell.Value()); });
   return text;
 }
 
@@ -85,20 +90,25 @@ int32_t dna::IndexOfKey(std::string_view key) const noexcept {
 }
 
 void ReplayCopy(const dna& source) {
-  for (const Cell& cell : source) WriteSuccessorRow(cell.NameStr());
+  source.ForEach(1, source.Count(), [](const Cell& cell) { WriteSuccessorRow(cell.NameStr()); });
 }
 
 dna CopyChain(const dna& source) {
   dna copy;
+  CopyChainInto(source, copy);
+  return copy;
+}
+
+void CopyChainInto(const dna& source, dna& copy) {
+  copy.Clear();
   copy.Reserve(source.Count());
-  for (const Cell& cell : source) {
+  source.ForEach(1, source.Count(), [&copy](const Cell& cell) {
     Cell& fresh = copy.Add(cell.GetFlags());
     fresh.KeyVal(cell.KeyVal());
     fresh.StartNumber(cell.StartNumber());
     fresh.NameStr(cell.NameStr());
     fresh.Value(cell.Value());
-  }
-  return copy;
+  });
 }
 
 int16_t CellTextOffset(const dna& chain, int32_t index) {

@@ -41,6 +41,20 @@ class dna {
   Cell& operator[](int32_t index) noexcept { return At(static_cast<size_t>(index - 1)); }
   const Cell& operator[](int32_t index) const noexcept { return const_cast<dna*>(this)->At(static_cast<size_t>(index - 1)); }
 
+  // Calls `visit` on the cells first..last in chain order (positions kept in
+  // range by the caller): each side of the gap is walked as the plain array it
+  // is, without the side test of operator[] per cell.
+  template <class Visit>
+  void ForEach(int32_t first, int32_t last, Visit&& visit) const {
+    const size_t from = static_cast<size_t>(first - 1);
+    const size_t to = static_cast<size_t>(last);  // one past the last, 0-based
+    const size_t split = front_.size();
+    for (size_t k = from; k < to && k < split; ++k) visit(front_[k]);
+    if (to <= split) return;
+    const Cell* atSplit = &back_.back();  // the cell at `split`; later cells lie below it
+    for (size_t k = from > split ? from : split; k < to; ++k) visit(*(atSplit - (k - split)));
+  }
+
   template <class Chain, class Value>
   class Iterator {
    public:
@@ -69,7 +83,10 @@ class dna {
   // near one place, so a removal or insertion costs what the edit point moves,
   // not the length of the chain.
   Cell& At(size_t k) noexcept { return k < front_.size() ? front_[k] : back_[back_.size() - 1 - (k - front_.size())]; }
-  void MoveEditPoint(size_t cellsBefore);
+  void MoveEditPoint(size_t cellsBefore) {
+    if (cellsBefore != front_.size()) ShiftEditPoint(cellsBefore);  // mostly there already
+  }
+  void ShiftEditPoint(size_t cellsBefore);
   int32_t IndexOfKey(std::string_view key) const noexcept;
   std::vector<Cell> front_;
   std::vector<Cell> back_;
@@ -79,6 +96,8 @@ class dna {
 // KeyVal, StartNumber, and NameStr through its assignment (so the successor
 // template sees every copied code, in chain order).
 dna CopyChain(const dna& source);
+// The same copy into `copy`, whose cells it replaces and whose storage it reuses.
+void CopyChainInto(const dna& source, dna& copy);
 // What such a copy does to the successor template, without the copy.
 void ReplayCopy(const dna& source);
 

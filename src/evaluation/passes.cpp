@@ -373,6 +373,7 @@ bool WordPass(Reduction& r) {
 }
 
 bool OpenNamesPass(Reduction& r) {
+  if (!r.MayHold(TypeChar) && !r.MayHold(TypeXVar) && !r.MayHold(TypeYVar)) return false;
   bool changed = false;
   const int32_t limit = std::min(r.last, r.chain.Count());
   for (int32_t i = r.first + 1; i <= limit; ++i) {

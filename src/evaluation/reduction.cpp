@@ -27,11 +27,11 @@ void Reduction::NoteChainTypes() {
   mayHold_[1] = 0;
   // The passes look at the range alone (the cell after it at most).
   const int32_t end = std::min(chain.Count(), last + 1);
-  for (int32_t i = std::max(first, 1); i <= end; ++i) {
-    const int16_t type = chain[i].NameStr();
-    if (type < 0 || type >= 128) continue;
+  chain.ForEach(std::max(first, 1), end, [this](const Cell& cell) {
+    const int16_t type = cell.NameStr();
+    if (type < 0 || type >= 128) return;
     mayHold_[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
-  }
+  });
 }
 
 void GiveUp(dna& chain, int32_t i, int32_t count) {

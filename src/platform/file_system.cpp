@@ -3,7 +3,9 @@
 #include "platform/folder_watch.hpp"
 
 #include <chrono>
+#include <functional>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 #include <unordered_map>
 
@@ -27,6 +29,12 @@ bool IsSeparator(char c) {
 
 bool HasNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
 
+// Lets the answers be looked up by a string_view, without a string made per line.
+struct NameHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view name) const noexcept { return std::hash<std::string_view>{}(name); }
+};
+
 struct FolderListing {
   uint64_t generation = 0;  // the watch's generation the listing was read in; 0 unwatched
   fs::file_time_type modified{};
@@ -34,7 +42,7 @@ struct FolderListing {
   bool holdsLinks = false;  // an entry is a symbolic link, whose target lies outside the watch
   std::vector<FolderFile> files;
   // Answers of FolderHasFile, kept while the watch's generation is `generation`.
-  std::unordered_map<std::string, bool> exists;
+  std::unordered_map<std::string, bool, NameHash, std::equal_to<>> exists;
 };
 
 struct ThreadFolderCache {
@@ -120,16 +128,19 @@ FolderListing* WatchedEntry(const std::string& folder, uint64_t generation) {
 }  // namespace
 
 bool FolderHasFile(const std::string& folder, std::string_view name) {
-  const std::string path = JoinPath(folder, name);
-  if (folder.empty() || HasNul(folder)) return FileExists(path);
+  if (folder.empty() || HasNul(folder)) return FileExists(JoinPath(folder, name));
   const uint64_t generation = FolderGeneration(folder);
   FolderListing* entry = WatchedEntry(folder, generation);
-  if (entry == nullptr) return FileExists(path);
-  if (auto known = entry->exists.find(std::string(name)); known != entry->exists.end()) return known->second;
+  if (entry == nullptr) return FileExists(JoinPath(folder, name));
+  // Asked on every line with the same name: a known answer costs one lookup.
+  if (auto known = entry->exists.find(name); known != entry->exists.end()) return known->second;
+  const std::string path = JoinPath(folder, name);
   const bool exists = FileExists(path);
+  // What lies behind a symbolic link is outside the watch: asked anew each
+  // time. A missing file is no link, and its absence is kept like a presence.
   std::error_code ec;
-  // What lies behind a symbolic link is outside the watch: asked anew each time.
-  if (!fs::is_symlink(path, ec) && !ec) {
+  const fs::file_type type = fs::symlink_status(path, ec).type();
+  if (type == fs::file_type::not_found || (!ec && type != fs::file_type::symlink)) {
     entry->generation = generation;
     entry->exists.emplace(name, exists);
   }

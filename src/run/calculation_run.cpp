@@ -76,11 +76,13 @@ void StoreResult(Calculator& c, const std::string& kept, const std::string& resu
   c.Ans().TypeVar = var_type::Plain;
   g.gErrCode = 0;
   c.ResizeVariableChains();
-  dna ans;
-  Cell& cell = ans.Add(flag::AddPattern, "Ans");
+  // Ans's chain is one cell made anew, in the storage of the last line's.
+  std::optional<dna>& slot = c.VariableChains[var_index::Ans];
+  if (!slot) slot.emplace();
+  slot->Clear();
+  Cell& cell = slot->Add(flag::AddPattern, "Ans");
   cell.KeyVal("Ans");
   cell.Value(FormatNumber(value).view());
-  c.VariableChains[var_index::Ans] = std::move(ans);
   if (kept.empty()) return;
   const int32_t index = c.VariableIndex(kept);
   if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {

@@ -68,7 +68,7 @@ void SecondWordPass(dna& chain, const Calculator& c) {
 bool ScanFormulaText(Calculator& c, std::string_view text, std::string_view formula) {
   SharedState& g = Shared();
   g.gErr = CErrOcur();
-  c.SecondChain = dna();
+  c.SecondChain.Clear();
   g.gNext.StartNumber(0);
   g.gParenDepth2 = 0;
   dna& chain = c.SecondChain;

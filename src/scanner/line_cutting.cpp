@@ -49,7 +49,7 @@ void CutLine(Calculator& c, std::string_view text) {
   SharedState& g = Shared();
   g.gErr = CErrOcur();
   g.gReport = Report();
-  c.WorkingChain = dna();
+  c.WorkingChain.Clear();  // keeps its storage for the next line
   g.gNext.StartNumber(0);
   g.gParenDepth = 0;
 

@@ -11,6 +11,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 
@@ -30,6 +31,12 @@ inline char* WriteFifteenDigits(char* out, double x) {
   if (x < 0) {
     *p++ = '-';
     x = -x;
+  }
+  // A whole number below 10^15 is its own 15-digit rounding and always takes
+  // the plain form: its integer digits, without the detour through the
+  // scientific text. Most results of a line are such numbers.
+  if (x < 1e15 && x == static_cast<double>(static_cast<int64_t>(x))) {
+    return std::to_chars(p, out + kFifteenDigitsBuffer, static_cast<int64_t>(x)).ptr;
   }
 
   // "d.dddddddddddddde+XX". The shortest text that reads back as x is the

@@ -22,6 +22,9 @@ class Calculator {
 
   dna WorkingChain;  // the cells of the current line
   dna SecondChain;   // the cells of a sub-expression
+  // Storage for the copy of the working chain that the silent run works on:
+  // kept between lines so that the copy allocates nothing once warm.
+  dna SpareChain;
   VariableString Variables;
   // Which of the table's names occur in a line. Each calculator keeps its own,
   // so that lines of calculators taking turns (nested ones included) extend it

@@ -1,18 +1,12 @@
 """The README's embedding examples, built and run as a host would build them.
 
-The README marks each example with `<!-- example: NAME -->` and the output it
-prints with `<!-- output: NAME -->`, each followed by a fenced block. This
-script takes the blocks as they stand and:
-
-  installed  installs a Morvex build tree into a scratch prefix, builds the C++
-             example against it with find_package and the C example with
-             pkg-config, runs both and compares what they print;
-  subproject configures the C++ example with Morvex pulled in by
-             add_subdirectory as a shared library, and checks that no test or
-             tool target is made;
-  exports    checks that a shared library exports only the public interface.
-
-The Python example is run by the Python module's tests (extract() below).
+The README marks each example with `<!-- example: NAME -->` and its printed
+output with `<!-- output: NAME -->`, each followed by a fenced block. Modes:
+installed (build the C++ example with find_package and the C one with
+pkg-config against an installed build, run both, compare the output),
+subproject (configure with add_subdirectory; no test or tool target is made),
+exports (a shared library exports only the public interface). The Python
+example is run by the Python module's tests, through extract().
 """
 import argparse
 import os
