@@ -120,6 +120,7 @@ class Recalculation {
     if (!fast) Forget();
     d_.records.resize(static_cast<size_t>(count_) + 1);
     d_.passText.resize(static_cast<size_t>(count_) + 1);
+    Join();
     if (d_.readers.size() < static_cast<size_t>(count_) + 1) d_.readers.resize(static_cast<size_t>(count_) + 1);
     marked_.assign(static_cast<size_t>(count_) + 2, 0);
     examineAll_ = !fast || c_.HandledEvents() != 0 || static_cast<bool>(c_.Events.UpdateVariables);
@@ -171,6 +172,10 @@ class Recalculation {
   void Forget() {
     d_.records.clear();
     d_.passText.clear();
+    d_.joined.clear();
+    d_.joinedAt.clear();
+    d_.lastText.clear();
+    d_.joinedFrom = var_index::FirstUser;
     d_.readers.clear();
     d_.grams.clear();
     d_.toExamine.clear();
@@ -204,6 +209,7 @@ class Recalculation {
   // False when a new name cannot be looked up: then every definition is.
   bool MarkStart() {
     for (int32_t i : d_.toExamine) Mark(i);
+    for (int32_t i : unjoined_) Mark(i);
     Mark(var_index::FirstUser);
     MarkReaders(var_index::Ans);
     if (d_.angle != angle_) {
@@ -253,31 +259,49 @@ class Recalculation {
         while (!queue_.empty() && queue_.top() <= at_) queue_.pop();
         if (!queue_.empty()) next = queue_.top();
       }
-      for (int32_t k = at_ + 1; k < next && k <= count_; ++k) {
-        at_ = k;
-        PassOver(k);
-      }
+      PassOver(at_ + 1, std::min(next, count_ + 1));
       if (next > count_) break;
       at_ = next;
       Examine(next);
     }
   }
 
-  // A definition between the marked ones: its reads are as they were. A
-  // plain one without a record (none is expected) is looked at all the same.
-  void PassOver(int32_t i) {
-    const std::string& text = d_.passText[static_cast<size_t>(i)];
-    if (!text.empty()) {
-      c_.ResultText.append(text);
-      pending_ = i;
-    } else if (c_.Variables.Item(i).TypeVar == var_type::Plain) {
-      Examine(i);
+  // The definitions first..end-1 lie between the marked ones: their reads are
+  // as they were, and none has changed since the join was made.
+  void PassOver(int32_t first, int32_t end) {
+    if (first >= end) return;
+    const size_t from = d_.joinedAt[static_cast<size_t>(first)];
+    c_.ResultText.append(d_.joined, from, d_.joinedAt[static_cast<size_t>(end)] - from);
+    const int32_t last = d_.lastText[static_cast<size_t>(end - 1)];
+    if (last >= first) pending_ = last;
+    at_ = end - 1;
+  }
+
+  // Brings the join up to the texts as they stand. A plain definition without
+  // a text to append (none is expected there) is marked, to be looked at.
+  void Join() {
+    const size_t end = static_cast<size_t>(count_) + 1;
+    const int32_t known = static_cast<int32_t>(d_.joinedAt.size()) - 1;  // the last position joined before, plus one
+    int32_t from = std::max<int32_t>(var_index::FirstUser, std::min(d_.joinedFrom, known));
+    if (d_.joinedAt.size() <= static_cast<size_t>(var_index::FirstUser)) from = var_index::FirstUser;
+    d_.joinedAt.resize(end + 1);
+    d_.lastText.resize(end);
+    d_.joined.resize(from == var_index::FirstUser ? 0 : d_.joinedAt[static_cast<size_t>(from)]);
+    for (int32_t k = from; k <= count_; ++k) {
+      const std::string& text = d_.passText[static_cast<size_t>(k)];
+      d_.joinedAt[static_cast<size_t>(k)] = d_.joined.size();
+      d_.joined.append(text);
+      d_.lastText[static_cast<size_t>(k)] = !text.empty() ? k : (k > var_index::FirstUser ? d_.lastText[static_cast<size_t>(k - 1)] : 0);
+      if (text.empty() && c_.Variables.Item(k).TypeVar == var_type::Plain) unjoined_.push_back(k);
     }
+    d_.joinedAt[end] = d_.joined.size();
+    d_.joinedFrom = count_ + 1;
   }
 
   void Invalidate(int32_t i) {
     d_.records[static_cast<size_t>(i)].valid = false;
     d_.passText[static_cast<size_t>(i)].clear();
+    d_.joinedFrom = std::min(d_.joinedFrom, i);
   }
 
   const CarriedState& CurrentCarried() {
@@ -397,6 +421,7 @@ class Recalculation {
     const bool valueChanged = failed || !wasValid || record.valueBits != valueBefore;
     const bool passable = record.passable;
     d_.passText[static_cast<size_t>(i)] = passable ? record.appended : std::string();
+    d_.joinedFrom = std::min(d_.joinedFrom, i);
     d_.records[static_cast<size_t>(i)] = std::move(record);
 
     if (valueChanged) MarkReaders(i);
@@ -480,6 +505,7 @@ class Recalculation {
   int32_t lastPlain_ = 0;
   CarriedState current_;
   std::vector<char> marked_;
+  std::vector<int32_t> unjoined_;  // plain definitions the join has no text for
   std::priority_queue<int32_t, std::vector<int32_t>, std::greater<>> queue_;
 };
 
@@ -522,6 +548,7 @@ void NoteDefinitionStored(Calculator& c, int32_t index) {
   if (!d.trusted || static_cast<size_t>(index) >= d.records.size() || static_cast<size_t>(index) >= d.passText.size()) return;
   d.records[static_cast<size_t>(index)].valid = false;
   d.passText[static_cast<size_t>(index)].clear();
+  d.joinedFrom = std::min(d.joinedFrom, index);
   d.toExamine.push_back(index);
   if (static_cast<size_t>(index) < d.readers.size()) {
     for (int32_t reader : d.readers[static_cast<size_t>(index)]) d.toExamine.push_back(reader);

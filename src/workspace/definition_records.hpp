@@ -6,6 +6,7 @@
 // left instead of computing it again.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -85,6 +86,14 @@ struct DefinitionRecords {
   // By table position, apart from the records for a quick walk: what passing
   // the definition over appends to ResultText; "" when it is to be looked at.
   std::vector<std::string> passText;
+  // The texts joined in table order, where each position's text starts in
+  // the join, and the last position at or before each that has a text: a run
+  // of passed-over definitions appends one piece. Positions from
+  // `joinedFrom` on changed since the join was made.
+  std::string joined;
+  std::vector<size_t> joinedAt;
+  std::vector<int32_t> lastText;
+  int32_t joinedFrom = 0;
   std::vector<std::vector<int32_t>> readers;            // position -> definitions that read it
   std::unordered_map<uint32_t, std::vector<int32_t>> grams;  // one to three letters -> definitions holding them
   std::vector<int32_t> toExamine;  // definitions to look at in the next recalculation
