@@ -1,7 +1,7 @@
 // The dispatcher where lines alone cannot reach: the calculator's life cycle
-// and its internal tables, the error record, the template a line leaves for
-// the next, and DNAGroup. What lines leave in the properties is in
-// golden/dispatcher.lines.
+// and its internal tables, the error record, FetchFunctions with handlers that
+// change the table, and DNAGroup. What lines leave in the properties is in
+// golden/dispatcher.lines, the listing of functions in golden/files.lines.
 #include <gtest/gtest.h>
 
 #include "core/shared_state.hpp"
@@ -16,43 +16,57 @@ using test::FailureCode;
 
 TEST(DispatcherPaths, NothingKeepsTheListAndTheStoredChainsInStep) {
   Calc calc;
-  calc.Out("1+1=ab");
-  calc.Out("XVar*3=f");
-  calc.Out("2*2=g");
-  calc.Out("NOTHING=ab");
+  calc.RunAll({"1+1=ab", "XVar*3=f", "2*2=g", "NOTHING=ab"});
   detail::Calculator& in = calc.in();
   ASSERT_EQ(in.Variables.Count(), 5);
-  EXPECT_EQ(in.Variables.Item(4).Key, "f");
-  EXPECT_EQ(in.Variables.Item(5).Key, "g");
   EXPECT_EQ(in.VariableChains.size(), 6u);
-  EXPECT_EQ(in.StoredChain(4).Join(), "XVar*3");
-  EXPECT_EQ(in.StoredChain(4).Item(1).KeyVal(), "f");
-  EXPECT_EQ(in.StoredChain(5).Join(), "2*2");
-  // The variables after the removed one still work.
-  calc.Out("f2");
-  EXPECT_EQ(calc.m.OutString(), "6");
-  calc.Out("g+1");
-  EXPECT_EQ(calc.m.OutString(), "5");
+  EXPECT_EQ(in.StoredChain(4).Join() + " " + in.StoredChain(5).Join(), "XVar*3 2*2");
+  EXPECT_EQ(calc.Out("f2"), "6");
+  EXPECT_EQ(calc.Out("g+1"), "5");
 }
 
-TEST(DispatcherPaths, CalculateBeforeInitializeIsAFailure) {
-  clsMorvex m;
-  EXPECT_EQ(FailureCode([&] { m.Calculate(std::string_view("1+1")); }), failure_code::ObjectNotSet);
+TEST(DispatcherProperties, WrongLineWithATargetLeavesNoRecalculationPending) {
+  Calc calc;
+  calc.Out("2+=x");
+  EXPECT_EQ(calc.m.ErrNumber(), 1);
+  EXPECT_FALSE(Shared().gRecalculate);
 }
 
-// The object a calculator was moved out of has none behind it: each door
-// fails with 91 and says why, while the new owner goes on with the variables.
-TEST(DispatcherLifecycle, MovedFromCalculatorFailsCleanly) {
+// The error record's reset clears the number, the place and the code, and
+// keeps the description.
+TEST(DispatcherProperties, ResetKeepsTheDescription) {
+  Calc calc;
+  calc.Out("2+*3");
+  SharedState& g = Shared();
+  EXPECT_EQ(g.gErrCode, 5);
+  g.gErr.Reset();
+  EXPECT_EQ((std::vector<int>{g.gErr.NumError, g.gErr.FirstError, g.gErr.LengthError, g.gErrCode}),
+            (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(g.gErr.DescError, "OperatorBadPosition");
+}
+
+// A line that answers nothing leaves the answer of the line before, unless the host clears it.
+TEST(DispatcherProperties, ClearOutputsEmptiesTheAnswerOfTheLineBefore) {
+  Calc calc;
+  calc.Out("2+*3");
+  calc.m.ClearOutputs();
+  calc.Out("$");
+  EXPECT_EQ((std::vector<int>{calc.m.ErrNumber(), calc.m.ErrLength()}), (std::vector<int>{0, 0}));
+  EXPECT_EQ(calc.m.ErrDescription() + calc.m.InString() + calc.m.OutString(), "");
+}
+
+// A calculator before Initialize, and the object one was moved out of, fail
+// with 91 at every door, while the new owner goes on with the variables.
+TEST(DispatcherLifecycle, CalculatorThatIsNotThereFailsCleanly) {
+  clsMorvex fresh;
+  EXPECT_EQ(FailureCode([&] { fresh.Calculate(std::string_view("1+1")); }), failure_code::ObjectNotSet);
   Calc calc;
   calc.Out("4=b");
   clsMorvex moved(std::move(calc.m));
   const std::function<void()> doors[] = {
-      [&] { calc.m.Calculate(std::string_view("1+1")); },
-      [&] { (void)calc.m.OutString(); },
-      [&] { (void)calc.m.DNAString(); },
-      [&] { calc.m.Initialize(); },
-      [&] { calc.m.Events(); },
-      [&] { calc.m.ClearOutputs(); },
+      [&] { calc.m.Calculate(std::string_view("1+1")); }, [&] { (void)calc.m.OutString(); },
+      [&] { (void)calc.m.DNAString(); },                 [&] { calc.m.Initialize(); },
+      [&] { calc.m.Events(); },                          [&] { calc.m.ClearOutputs(); },
   };
   for (const auto& door : doors) {
     try {
@@ -69,45 +83,9 @@ TEST(DispatcherLifecycle, MovedFromCalculatorFailsCleanly) {
   EXPECT_EQ(calc.m.Calculate(std::string_view("b+1")), "5");
 }
 
-// A line that answers nothing leaves the answer of the line before, unless the host clears it.
-TEST(DispatcherProperties, ClearOutputsEmptiesTheAnswerOfTheLineBefore) {
-  Calc calc;
-  calc.Out("2+*3");
-  calc.Out("$");
-  EXPECT_EQ(calc.m.ErrNumber(), 5);
-  calc.m.ClearOutputs();
-  calc.Out("$");
-  EXPECT_EQ(calc.m.ErrNumber(), 0);
-  EXPECT_EQ(calc.m.ErrDescription(), "");
-  EXPECT_EQ(calc.m.InString(), "");
-  EXPECT_EQ(calc.m.ErrLength(), 0);
-  EXPECT_EQ(calc.m.OutString(), "");
-}
-
-TEST(DispatcherProperties, AWrongLineWithATargetLeavesNoRecalculationPending) {
-  Calc calc;
-  calc.Out("2+=x");
-  EXPECT_EQ(calc.m.ErrNumber(), 1);
-  EXPECT_FALSE(Shared().gRecalculate);
-}
-
-TEST(DispatcherProperties, ResetKeepsTheDescription) {
-  Calc calc;
-  calc.Out("2+*3");
-  SharedState& g = Shared();
-  EXPECT_EQ(g.gErrCode, 5);
-  g.gErr.Reset();
-  EXPECT_EQ(g.gErr.NumError, 0);
-  EXPECT_EQ(g.gErr.FirstError, 0);
-  EXPECT_EQ(g.gErr.LengthError, 0);
-  EXPECT_EQ(g.gErrCode, 0);
-  EXPECT_EQ(g.gErr.DescError, "OperatorBadPosition");
-}
-
 TEST(DispatcherLifecycle, InitializeResetsTheSharedStateForEveryCalculator) {
   Calc first;
   first.Run("rad");
-  EXPECT_EQ(Shared().gAngle.Degre, "Radian");  // the unit is shared by the thread's calculators
   Cell scratch;
   scratch.NameStr(TypeWord);
   Calc second;  // its Initialize
@@ -119,135 +97,103 @@ TEST(DispatcherLifecycle, InitializeResetsTheSharedStateForEveryCalculator) {
 
 TEST(DispatcherLifecycle, UnLoadVarsForgetsUserVariablesAndKeepsTheUnit) {
   Calc calc;
-  calc.Out("rad");
-  calc.Out("4=b");
-  calc.Out("XVar+1=f");
-  calc.Out("2+2");
+  calc.RunAll({"rad", "4=b", "XVar+1=f", "2+2"});
   const std::string ansChain = calc.in().StoredChain(1).Join();
   calc.m.UnLoadVars();
   EXPECT_EQ(calc.in().Variables.Count(), 3);
-  EXPECT_FALSE(calc.in().VariableExists("b"));
-  EXPECT_FALSE(calc.in().VariableExists("f"));
   EXPECT_EQ(calc.m.AngleUnit(), "Radian");
   EXPECT_EQ(calc.in().StoredChain(1).Join(), ansChain);
-  // The name is free again.
   calc.Out("5=b");
-  EXPECT_EQ(calc.m.Expression(), "New Variable b Added");
+  EXPECT_EQ(calc.m.Expression(), "New Variable b Added") << "the name is free again";
 }
 
-TEST(DispatcherVariables, VariableExistsIgnoresCase) {
-  Calc calc;
-  calc.Out("1=Width");
-  const std::pair<const char*, bool> cases[] = {{"ANS", true},    {"xvar", true},   {"yVaR", true}, {"", false},
-                                                {"width", true},  {"WIDTH", true},  {"widt", false}, {"widths", false},
-                                                {"Ans ", false}};
-  for (auto [name, exists] : cases) EXPECT_EQ(calc.in().VariableExists(name), exists) << name;
-}
-
-std::vector<std::string> SortedNames() {
-  std::vector<std::string> names;
-  for (const Class1& record : Shared().gSortedVariables) names.push_back(record.Key);
-  return names;
-}
-
+// The sorted list runs from the longest name, names of one length in table
+// order, and is rebuilt whole: nothing stale, removed or respelled stays.
 TEST(DispatcherVariables, SortedListRunsFromTheLongestName) {
-  struct Case {
-    std::vector<std::string> names;
-    std::vector<std::string> sorted;
-  };
-  const Case cases[] = {
-      {{}, {}},
-      {{"ab", "c", "xyz", "de"}, {"xyz", "ab", "de", "c"}},
-      {{"q"}, {"q"}},
-      {{"b", "a", "cc", "dd", "e"}, {"cc", "dd", "b", "a", "e"}},
-  };
-  for (const Case& tc : cases) {
-    Calc calc;
-    for (const std::string& name : tc.names) calc.Out("1=" + name);
-    ASSERT_EQ(calc.in().Variables.Count(), 3 + static_cast<int32_t>(tc.names.size()));
-    Shared().gSortedVariables.Add("stale", "stale");
-    detail::SortVariables(calc.in());
-    EXPECT_EQ(SortedNames(), tc.sorted);
-    for (const std::string& name : tc.sorted) {
-      EXPECT_EQ(Shared().gSortedVariables.IndexOfKey(name), 0) << "stored without a key: " << name;
-    }
-  }
-  // After a removal and a respelling the list is rebuilt too.
   Calc calc;
-  calc.RunAll({"1=ab", "1=c", "1=xyz", "1=de", "NOTHING=xyz", "2=AB"});
+  calc.RunAll({"1=b", "1=a", "1=cc", "1=dd", "1=e", "1=xyz", "NOTHING=xyz", "2=A"});
+  Shared().gSortedVariables.Add("stale", "stale");
   detail::SortVariables(calc.in());
-  EXPECT_EQ(SortedNames(), (std::vector<std::string>{"AB", "de", "c"}));
+  std::vector<std::string> names;
+  for (const Class1& record : Shared().gSortedVariables) {
+    names.push_back(record.Key);
+    EXPECT_EQ(Shared().gSortedVariables.IndexOfKey(record.Key), 0) << "stored without a key: " << record.Key;
+  }
+  EXPECT_EQ(names, (std::vector<std::string>{"cc", "dd", "b", "A", "e"}));
 }
 
-TEST(DispatcherCarryOver, TemplateSetBetweenLinesDecidesALeadingComma) {
-  struct Case {
-    int16_t lastCode;
-    int16_t error;
+using Listing = std::vector<std::pair<std::string, std::string>>;
+
+// The walk's end is fixed at its start: a variable that a handler makes is
+// listed in the next walk only; one that a handler removes is not listed, and
+// nothing is listed twice.
+TEST(FunctionListing, HandlerThatChangesTheTableDuringTheWalk) {
+  test::Calc calc;
+  calc.RunAll({"2+3=y", "XVar+1=f"});
+  Listing listing;
+  std::function<void(const std::string&)> change = [&](const std::string& name) { calc.Out("9=new" + name); };
+  calc.m.Events().GetFunctions = [&](const std::string& name, const std::string& text) {
+    listing.emplace_back(name, text);
+    change(name);
   };
-  for (Case tc : {Case{TypeEnd, 1}, Case{TypeStart, 0}, Case{TypePlus, 1}, Case{TypeNumber, 0}}) {
-    Calc calc;
-    Cell scratch;
-    scratch.NameStr(tc.lastCode);
-    Shared().gParenDepth = 0;
-    Shared().gNext.StartNumber(0);
-    calc.Out(",5");
-    EXPECT_EQ(calc.m.ErrNumber(), tc.error) << "after code " << tc.lastCode;
-  }
+  calc.m.FetchFunctions();
+  EXPECT_EQ(listing, (Listing{{"y", "2+3"}, {"f", "XVar+1"}}));
+  listing.clear();
+  change = [&](const std::string& name) {
+    if (name == "y") calc.Out("NOTHING=f");
+  };
+  calc.m.FetchFunctions();
+  EXPECT_EQ(listing, (Listing{{"y", "2+3"}, {"newy", "9"}, {"newf", "9"}}));
+
+  listing.clear();
+  calc.m.UnLoadVars();
+  calc.m.FetchFunctions();
+  EXPECT_EQ(listing, Listing{});
+  calc.m.Events().GetFunctions = nullptr;
+  EXPECT_NO_THROW(calc.m.FetchFunctions());
+
+  clsMorvex fresh;
+  fresh.Events().GetFunctions = [&](const std::string& name, const std::string& text) { listing.emplace_back(name, text); };
+  EXPECT_NO_THROW(fresh.FetchFunctions());
+  EXPECT_EQ(listing, Listing{}) << "no calculator, nothing listed";
 }
 
 TEST(DispatcherGroup, RecordsByPositionAndKey) {
   DNAGroup group;
   std::string out = "o", in = "i", desc = "d", typing = "t", var = "v", dnaText = "x", dna2 = "y", expr = "e";
   int16_t first = 3, length = 4, number = 5;
-  clsMorvex& a = group.Add(out, in, first, length, number, desc, typing, var, dnaText, dna2, expr, "One");
-  EXPECT_EQ(a.OutString(), "o");
-  EXPECT_EQ(a.InString(), "i");
-  EXPECT_EQ(a.ErrFirst(), 3);
-  EXPECT_EQ(a.ErrLength(), 4);
-  EXPECT_EQ(a.ErrNumber(), 5);
-  EXPECT_EQ(a.ErrDescription(), "d");
-  EXPECT_EQ(a.StringTyping(), "t");
-  EXPECT_EQ(a.StringVariable(), "v");
-  EXPECT_EQ(a.Expression(), "e");
-  EXPECT_EQ(a.DNAString(), "");  // a record has no chain
-  EXPECT_EQ(a.DNAString2(), "");
+  auto add = [&](const std::string& key) -> clsMorvex& {
+    return group.Add(out, in, first, length, number, desc, typing, var, dnaText, dna2, expr, key);
+  };
+  clsMorvex& a = add("One");
+  EXPECT_EQ((std::vector<std::string>{a.OutString(), a.InString(), a.ErrDescription(), a.StringTyping(),
+                                      a.StringVariable(), a.Expression(), a.DNAString() + a.DNAString2()}),
+            (std::vector<std::string>{"o", "i", "d", "t", "v", "e", ""}))
+      << "a record has no chain";
+  EXPECT_EQ((std::vector<int>{a.ErrFirst(), a.ErrLength(), a.ErrNumber()}), (std::vector<int>{3, 4, 5}));
   out = "p";
-  group.Add(out, in, first, length, number, desc, typing, var, dnaText, dna2, expr);
-  group.Add(out, in, first, length, number, desc, typing, var, dnaText, dna2, expr, "three");
-  EXPECT_EQ(group.Count(), 3);
+  add("");
+  add("three");
   EXPECT_EQ(&group.Item("ONE"), &a);
   EXPECT_EQ(group.Item(2).OutString(), "p");
   EXPECT_EQ(&group.Item("Three"), &group.Item(3));
-  EXPECT_NE(FailureCode([&] { group.Add(out, in, first, length, number, desc, typing, var, dnaText, dna2, expr, "one"); }),
-            0);
-  EXPECT_NE(FailureCode([&] { group.Item(4); }), 0);
-  EXPECT_NE(FailureCode([&] { group.Item(0); }), 0);
-  EXPECT_NE(FailureCode([&] { group.Item("four"); }), 0);
+  EXPECT_EQ(FailureCode([&] { add("one"); }), failure_code::KeyInUse);
+  EXPECT_EQ(FailureCode([&] { group.Item(4); }), failure_code::SubscriptOutOfRange);
+  EXPECT_EQ(FailureCode([&] { group.Item(0); }), failure_code::SubscriptOutOfRange);
+  EXPECT_EQ(FailureCode([&] { group.Item("four"); }), failure_code::InvalidCall);
   group.Remove("one");
-  EXPECT_EQ(group.Count(), 2);
-  EXPECT_EQ(group.Item(1).OutString(), "p");
   group.Remove(2);
-  EXPECT_EQ(group.Count(), 1);
-  EXPECT_NE(FailureCode([&] { group.Remove("three"); }), 0);
-  int iterated = 0;
-  for (auto& record : group) {
-    (void)record;
-    ++iterated;
-  }
-  EXPECT_EQ(iterated, 1);
-}
+  EXPECT_EQ(FailureCode([&] { group.Remove("three"); }), failure_code::InvalidCall);
+  ASSERT_EQ(group.end() - group.begin(), 1);
+  EXPECT_EQ(group.Item(1).OutString(), "p");
 
-TEST(DispatcherGroup, RecordCalculatesOnlyAfterInitialize) {
-  DNAGroup group;
-  std::string s;
-  int16_t n = 0;
-  clsMorvex& record = group.Add(s, s, n, n, n, s, s, s, s, s, s);
+  // A record calculates only after Initialize.
+  clsMorvex& record = group.Item(1);
   EXPECT_EQ(FailureCode([&] { record.Calculate(std::string_view("1+1")); }), failure_code::ObjectNotSet);
   test::TempFolder folder;
   record.ProgramFolder(folder.str());
   record.Initialize();
-  record.Calculate(std::string_view("1+1"));
-  EXPECT_EQ(record.OutString(), "2");
+  EXPECT_EQ(record.Calculate(std::string_view("1+1")), "2");
 }
 
 }  // namespace

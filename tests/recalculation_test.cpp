@@ -1,7 +1,8 @@
-// The recalculation of plain variables after a plain assignment: a wrong line
-// with a target keeps every value, and in random sessions every variable holds
-// what a plain model of the worksheet gives (each definition computed once by
-// its own line and once more, in table order, after every plain assignment).
+// The recalculation of plain variables after a plain assignment: in random
+// sessions every variable holds what a plain model of the worksheet gives
+// (each definition computed once by its own line and once more, in table
+// order, after every plain assignment), and a wrong line with a target keeps
+// every value.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -12,34 +13,16 @@
 namespace morvex::test {
 namespace {
 
-TEST(Recalculation, WrongLineWithTargetKeepsTheWorksheet) {
-  struct Case {
-    std::vector<std::string> session;
-    std::vector<std::pair<std::string, std::string>> answers;  // line, OutString after the session
-  };
-  const std::vector<Case> cases = {
-      {{"2=len", "len*3=wid", "4+*2=zap"}, {{"wid", "6"}, {"len", "2"}}},
-      {{"2=len", "len*3=wid", "7=LEN", "4+*2=zap"}, {{"LEN*3", "21"}, {"wid+LEN", "28"}, {"len", "7"}}},
-      {{"5=a", "a+1=b", "(*2=b"}, {{"b", "6"}, {"a", "5"}}},
-      {{"5=a", "a+1=b", "2^^3=a"}, {{"b", "6"}, {"a", "5"}}},
-  };
-  for (const Case& test : cases) {
-    Calc calc;
-    calc.RunAll(test.session);
-    EXPECT_NE(calc.m.ErrNumber(), 0) << "the last line of the session is wrong";
-    for (const auto& [line, out] : test.answers) EXPECT_EQ(calc.Out(line), out) << line;
-  }
-}
+// Definitions as sums of signed terms, each a name or a small whole number:
+// exact in doubles, so the model needs no rounding.
+struct Term {
+  int sign;
+  std::string name;  // "" for the number
+  int number;
+};
 
-// A worksheet of names defined as sums and differences of other names and
-// small whole numbers: exact in doubles, so the model needs no rounding.
 class WorksheetModel {
  public:
-  struct Term {
-    int sign;
-    std::string name;  // "" for the number
-    int number;
-  };
   void Assign(const std::string& name, std::vector<Term> terms) {
     const double value = Evaluate(terms);
     if (!definitions_.count(name)) order_.push_back(name);
@@ -67,7 +50,7 @@ class WorksheetModel {
 TEST(Recalculation, RandomSessionsFollowTheModel) {
   const std::vector<std::string> pool = {"len", "wid", "zap", "qa", "qb", "tot", "mv", "rr"};
   const std::vector<std::string> wrong = {"4+*2", "(*3", "2^^3", "*5", "7+*2", "1..2"};
-  for (unsigned seed = 1; seed <= 40; ++seed) {
+  for (unsigned seed = 1; seed <= 30; ++seed) {
     std::mt19937 random(seed);
     auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
     Calc calc;
@@ -86,13 +69,11 @@ TEST(Recalculation, RandomSessionsFollowTheModel) {
         // again (a definition that reads itself moves on); the values stay.
         if (recalculated) model.Recalculate();
       } else {
-        std::vector<WorksheetModel::Term> terms;
-        const size_t count = 1 + pick(3);
-        for (size_t k = 0; k < count; ++k) {
-          WorksheetModel::Term term{pick(2) == 0 ? 1 : -1, "", static_cast<int>(pick(9))};
+        std::vector<Term> terms;
+        for (size_t k = 0, count = 1 + pick(3); k < count; ++k) {
+          Term term{pick(2) == 0 ? 1 : -1, "", static_cast<int>(pick(9))};
           if (!model.names().empty() && pick(2) == 0) term.name = model.names()[pick(model.names().size())];
-          line += (term.sign < 0 ? "-" : (k == 0 ? "" : "+"));
-          line += term.name.empty() ? std::to_string(term.number) : term.name;
+          line += (term.sign < 0 ? "-" : (k == 0 ? "" : "+")) + (term.name.empty() ? std::to_string(term.number) : term.name);
           terms.push_back(term);
         }
         line += "=" + target;
