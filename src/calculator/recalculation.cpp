@@ -23,9 +23,6 @@
 namespace morvex::detail {
 namespace {
 
-// The characters a variable's name is made of (those of a target name).
-bool IsNameChar(unsigned char ch) { return !(ch < 65 || (ch >= 91 && ch <= 96) || ch > 172); }
-
 // One to three upper-cased name characters as an index key.
 uint32_t Gram(std::string_view text, size_t at, size_t length) {
   uint32_t key = static_cast<uint32_t>(length) << 24;
