@@ -1,13 +1,9 @@
 // The silent run and the calculation run reduce a line by the same stages in
-// the same order, so from the same checked chain both give up a cell or
-// neither does, and where both finish, on the same text. Seeded random lines,
-// alone and in sessions with variables, are scanned once and run both ways.
-// Where the two part by design no such line is made or compared: a sign before
-// anything but a number (the calculation run's head sign pass takes it before
-// the powers, the silent run after them); a word power inside a group or
-// beside a variable (each run's own group step); a formula word (expanded from
-// its text by the silent run, from its value by the calculation run); and a
-// run that ends by a failure, which has no verdict.
+// the same order: from the same checked chain of a seeded random line (alone
+// or in a session with variables) both give up a cell or neither does, and
+// where both finish, on the same text. No line is made where they part by
+// design: a sign before anything but a number, a word power inside a group or
+// beside a variable, a formula word, or a run that ends by a failure.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -28,10 +24,7 @@ namespace morvex {
 namespace {
 
 // Whether a run gave up a cell, and the text it left ("" after a failure or with more than one cell).
-struct Verdict {
-  bool givenUp = false;
-  std::string text;
-};
+struct Verdict { bool givenUp = false; std::string text; };
 
 // Scans `line` as the scanner hands it over and runs both runs from the same
 // chain; false when the line has an error, a target, no expression or a
@@ -81,17 +74,15 @@ class LineMaker {
   explicit LineMaker(uint32_t seed, std::vector<std::string> names = {}) : random_(seed), names_(std::move(names)) {}
 
   // Operands joined by operators, most of which pass the detector; a parenthesis may stay open.
-  std::string Make() { return Expression(0); }
-
-  int Pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
-
- private:
-  std::string Expression(int depth) {
+  std::string Expression(int depth = 0) {
     static const char* const kOperators[] = {"+", "-", "*", "/", "^", "<", ">", "?", "[", "]", "#", ":", "@", "|", ""};
     std::string line = Operand(depth);
     for (int more = Pick(0, 3); more > 0; --more) line += kOperators[Pick(0, std::size(kOperators) - 1)] + Operand(depth);
     return line;
   }
+
+ private:
+  int Pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
 
   std::string Operand(int depth) {
     static const char* const kNumbers[] = {"0", "1", "2", "3", "0.5", "7", "10", "170", "171", "2.5", "1E3", "2E-3", "Pi", "0"};
@@ -100,8 +91,7 @@ class LineMaker {
     const int kind = Pick(0, names_.empty() ? 5 : 7);
     if (kind > 2 && kind < 6 && Pick(0, 4) == 0) operand += Pick(0, 1) ? "-" : "+";  // before a number only
     switch (kind) {
-      case 0:
-      case 1:
+      case 0: case 1:
         if (depth < 3) {
           operand += "(" + Expression(depth + 1) + (Pick(0, 6) ? ")" : "");
           break;
@@ -116,8 +106,7 @@ class LineMaker {
         }
         operand += kWords[Pick(0, std::size(kWords) - 1)] + Operand(depth + 1);
         break;
-      case 6:
-      case 7:
+      case 6: case 7:
         operand += names_[static_cast<size_t>(Pick(0, static_cast<int>(names_.size()) - 1))];
         break;
       default:
@@ -135,7 +124,7 @@ class LineMaker {
 int CompareLines(test::Calc& calc, LineMaker& maker, int count) {
   int compared = 0;
   for (int i = 0; i < count; ++i) {
-    const std::string line = maker.Make();
+    const std::string line = maker.Expression();
     Verdict silent, loud;
     if (!RunBoth(calc.in(), line, silent, loud)) continue;
     ++compared;

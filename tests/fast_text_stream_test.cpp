@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <tuple>
 
 #include "test_support.hpp"
 
@@ -43,12 +44,8 @@ std::string NumberedLines(const std::string& prefix, int count) {
 }
 
 TEST(FastTextStream, SmallFilesSplitAtLineFeeds) {
-  struct Case {
-    std::string bytes;
-    Lines entries, lines;
-    int32_t finalPosition;  // each line counts one byte for its line feed
-  };
-  const Case cases[] = {
+  // The bytes, the entries, the lines, and the final position (each line counts one byte for its line feed).
+  const std::tuple<std::string, Lines, Lines, int32_t> cases[] = {
       {"a\r\nb\r\n", {"a\r", "b\r", ""}, {"a", "b", ""}, 7},
       {"a\nb\r\nc\r", {"a", "b\r", "c\r"}, {"a", "b", "c"}, 8},
       {"a\r\r\n", {"a\r\r", ""}, {"a\r", ""}, 5},
@@ -57,21 +54,21 @@ TEST(FastTextStream, SmallFilesSplitAtLineFeeds) {
       {std::string("x\0y\xff\n\t", 6), {std::string("x\0y\xff", 4), "\t"}, {std::string("x\0y\xff", 4), "\t"}, 7},
   };
   TempFolder folder;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.bytes));
-    const auto path = folder.Write("case.txt", c.bytes).string();
+  for (const auto& [bytes, entries, lines, finalPosition] : cases) {
+    SCOPED_TRACE(testing::PrintToString(bytes));
+    const auto path = folder.Write("case.txt", bytes).string();
     FastTextStream stream;
     ASSERT_TRUE(stream.OpenTextFileForReading(path));
     EXPECT_EQ(stream.Path(), path);
-    EXPECT_EQ(stream.RealFilePosition(), int32_t(c.bytes.size()));
-    EXPECT_EQ(Entries(stream), c.entries);
-    for (int16_t outside : {int16_t(-1), int16_t(c.entries.size()), std::numeric_limits<int16_t>::max()}) {
+    EXPECT_EQ(stream.RealFilePosition(), int32_t(bytes.size()));
+    EXPECT_EQ(Entries(stream), entries);
+    for (int16_t outside : {int16_t(-1), int16_t(entries.size()), std::numeric_limits<int16_t>::max()}) {
       EXPECT_EQ(stream.getBufferLine(outside), kOut) << outside;
     }
-    EXPECT_EQ(ReadRest(stream), c.lines);
+    EXPECT_EQ(ReadRest(stream), lines);
     EXPECT_TRUE(stream.AtEndOfFile());
-    EXPECT_EQ(stream.CurrentPosition(), c.finalPosition);
-    EXPECT_EQ(Entries(stream), c.entries) << "the end leaves the last block's entries";
+    EXPECT_EQ(stream.CurrentPosition(), finalPosition);
+    EXPECT_EQ(Entries(stream), entries) << "the end leaves the last block's entries";
   }
 }
 
@@ -152,27 +149,20 @@ TEST(FastTextStream, BlockEdges) {
     EXPECT_EQ(stream.RealFilePosition(), int32_t(c.bytes.size()));
     EXPECT_EQ(stream.CurrentPosition(), c.finalPosition);
   }
-}
-
-TEST(FastTextStream, FileThatShrinksWhileReadStillEnds) {
-  TempFolder folder;
+  // A file that shrinks while read still ends: the first block was read whole, the second gives nothing.
   const auto path = folder.Write("shrinks.txt", NumberedLines("", 8000)).string();
   FastTextStream stream;
   ASSERT_TRUE(stream.OpenTextFileForReading(path));
   std::filesystem::resize_file(path, 100);
-  EXPECT_EQ(ReadRest(stream).size(), 7876u) << "the first block was read whole, the second gives nothing";
+  EXPECT_EQ(ReadRest(stream).size(), 7876u);
   EXPECT_TRUE(stream.AtEndOfFile());
 }
 
 TEST(FastTextStream, SkipMovesInsideTheFileAndLoadsABlockThere) {
   constexpr int32_t kMin = std::numeric_limits<int32_t>::min(), kMax = std::numeric_limits<int32_t>::max();
-  struct Case {
-    int32_t offset;
-    int16_t origin;  // 1 from CurrentPosition (3 after one line), 2 back from the end, else from the start
-    int32_t position;
-    std::optional<std::string> next;
-  };
-  const Case cases[] = {
+  // The offset; the origin: 1 from CurrentPosition (3 after one line), 2 back
+  // from the end, else from the start; the position then, and the next line.
+  const std::tuple<int32_t, int16_t, int32_t, std::optional<std::string>> cases[] = {
       {3, 0, 3, "b"}, {3, 9, 3, "b"}, {2, 1, 5, ""}, {-3, 1, 0, "a"}, {1, 2, 6, "c"}, {7, 2, 0, "a"},
       {0, 2, 7, std::nullopt},
       // Outside the file nothing moves.
@@ -181,14 +171,14 @@ TEST(FastTextStream, SkipMovesInsideTheFileAndLoadsABlockThere) {
   };
   TempFolder folder;
   const auto path = folder.Write("skip.txt", "a\r\nb\r\nc").string();
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.offset) + " from " + std::to_string(c.origin));
+  for (const auto& [offset, origin, position, next] : cases) {
+    SCOPED_TRACE(std::to_string(offset) + " from " + std::to_string(origin));
     FastTextStream stream;
     ASSERT_TRUE(stream.OpenTextFileForReading(path));
     ASSERT_EQ(stream.ReadLine(), std::optional<std::string>("a"));
-    stream.Skip(c.offset, c.origin);
-    EXPECT_EQ(stream.CurrentPosition(), c.position);
-    EXPECT_EQ(stream.ReadLine(), c.next);
+    stream.Skip(offset, origin);
+    EXPECT_EQ(stream.CurrentPosition(), position);
+    EXPECT_EQ(stream.ReadLine(), next);
     stream.Skip(0, 0);  // back to the start, even from the end
     EXPECT_EQ(ReadRest(stream), (Lines{"a", "b", "c"}));
   }

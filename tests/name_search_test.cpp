@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <random>
 #include <sstream>
+#include <tuple>
 
 #include "core/name_finder.hpp"
 #include "core/text_case.hpp"
@@ -22,9 +23,7 @@ std::vector<int32_t> PlainSearch(const VariableString& table, const std::string&
   for (int32_t position = var_index::FirstUser; position <= table.Count(); ++position) {
     const std::string& key = table.Item(position).Key;
     if (key.empty()) continue;
-    if (key.find('$') != std::string::npos || upperText.find(ToUpper(key)) != std::string::npos) {
-      found.push_back(position);
-    }
+    if (key.find('$') != std::string::npos || upperText.find(ToUpper(key)) != std::string::npos) found.push_back(position);
   }
   std::stable_sort(found.begin(), found.end(), [&](int32_t a, int32_t b) {
     return table.Item(a).Key.size() > table.Item(b).Key.size();
@@ -46,12 +45,8 @@ VariableString TableOf(const std::vector<std::string>& names) {
 }
 
 TEST(NameSearch, FindsTheNamesOfTheLine) {
-  struct Case {
-    std::vector<std::string> names;
-    std::string line;
-    std::string found;
-  };
-  const Case cases[] = {
+  // The table's user names, the line, and the names found in it.
+  const std::tuple<std::vector<std::string>, std::string, std::string> cases[] = {
       {{"b", "ab", "abc"}, "xABCx", "abc ab b"},          // longest first, inside a longer run
       {{"bb", "aa", "cc"}, "aabb+cc", "bb aa cc"},        // equal lengths keep table order
       {{"aba", "bab"}, "ababa", "aba bab"},               // overlapping occurrences
@@ -61,13 +56,13 @@ TEST(NameSearch, FindsTheNamesOfTheLine) {
       {{"q$", "r"}, "1+2", "q$"},                         // a name with "$" is always tried
       {{"\xe9t\xe9", "t"}, "\xc9T\xc9", "\xe9t\xe9 t"},  // accented letters fold too
   };
-  for (const Case& c : cases) {
-    VariableString table = TableOf(c.names);
+  for (const auto& [names, line, found] : cases) {
+    VariableString table = TableOf(names);
     NameFinder finder;
     finder.Follow(table);
     std::vector<int32_t> positions;
-    finder.Find(ToUpper(c.line), positions);
-    EXPECT_EQ(Names(table, positions), c.found) << c.line;
+    finder.Find(ToUpper(line), positions);
+    EXPECT_EQ(Names(table, positions), found) << line;
   }
 }
 
@@ -100,8 +95,8 @@ TEST(NameSearch, AgreesWithThePlainSearchWhileTheTableChanges) {
         for (char& c : respelled) c = static_cast<char>(random() % 2 ? UpperChar(static_cast<unsigned char>(c)) : std::tolower(c));
         table.Respell(at, respelled);
       } else if (change == 8) {
-        VariableString copy = table;
-        table = copy;
+        const VariableString copy = table;
+        table = copy;  // a copy assigned over the table
       }
     }
     finder.Follow(table);

@@ -1,11 +1,13 @@
-// The recalculation that passes over unchanged definitions against the one
-// that computes every definition: the same random sessions, each started
-// from a fresh shared state, must leave every variable, Ans, the properties,
-// every line's answer and every event the same; and the pass-over must
-// really pass definitions over.
+// The recalculation after a plain assignment. In random sessions of sums every
+// variable holds what a plain model of the worksheet gives; and the
+// recalculation that passes over unchanged definitions, against the one that
+// computes every definition, leaves every variable, Ans, the properties, every
+// line's answer and every event the same, and really passes definitions over.
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <map>
+#include <tuple>
 #include <random>
 #include <sstream>
 
@@ -84,23 +86,14 @@ fuzz::Session ChainSession(uint32_t seed) {
   const int lines = 20 + static_cast<int>(random() % 30);
   for (int k = 0; k < lines; ++k) {
     const uint32_t kind = random() % 20;
-    if (kind < 10) {
-      session.lines.push_back(expression() + "=" + pick(kNames));
-    } else if (kind < 13) {
-      session.lines.push_back(std::to_string(random() % 9 + 1) + "=" + pick(kNames));
-    } else if (kind < 15) {
-      session.lines.push_back(expression());
-    } else if (kind == 15) {
-      session.lines.push_back(random() % 2 == 0 ? "rad" : "deg");
-    } else if (kind == 16) {
-      session.lines.push_back("XVar*" + pick(kNames) + "=f");
-    } else if (kind == 17) {
-      session.lines.push_back("NOTHING=" + pick(kNames));
-    } else if (kind == 18) {
-      session.lines.push_back(expression() + "+2=" + pick(kNames) + "A");  // another spelling or a new name
-    } else {
-      session.lines.push_back("2+=" + pick(kNames));  // a wrong line with a target
-    }
+    std::string line = kind >= 10 && kind < 13 ? std::to_string(random() % 9 + 1) : expression();
+    if (kind < 13) line += "=" + pick(kNames);
+    if (kind == 15) line = random() % 2 == 0 ? "rad" : "deg";
+    if (kind == 16) line = "XVar*" + pick(kNames) + "=f";
+    if (kind == 17) line = "NOTHING=" + pick(kNames);
+    if (kind == 18) line = expression() + "+2=" + pick(kNames) + "A";  // another spelling or a new name
+    if (kind == 19) line = "2+=" + pick(kNames);                       // a wrong line with a target
+    session.lines.push_back(line);
   }
   return session;
 }
@@ -131,37 +124,86 @@ TEST(RecalculationFastPath, RandomSessionsMatchTheFullRecalculation) {
 // state the changed one left); after a switch of the angle unit, the
 // definitions with trigonometric words too.
 TEST(RecalculationFastPath, ComputesWhatDependsOnTheChange) {
-  struct Case {
-    const char* line;
-    uint64_t most;  // definitions computed by the recalculation, at most
-    uint64_t least;
-  };
-  const Case cases[] = {
-      {"5=lone", 3, 2}, {"7=q", 61, 60}, {"q+0=lone", 3, 2}, {"rad", 0, 0}, {"2=lone", 4, 3},
-  };
-  {
-    Shared() = SharedState();
+  // The line, and at most and at least how many definitions it computes.
+  const std::tuple<const char*, uint64_t, uint64_t> cases[] = {
+      {"5=lone", 3, 2}, {"7=q", 61, 60}, {"q+0=lone", 3, 2}, {"rad", 0, 0}, {"2=lone", 4, 3}};
+  Shared() = SharedState();
+  Calc calc;
+  calc.RunAll({"1=lone", "3=sep", "2*sin(30)=ang", "1=q"});  // ang answers by the angle unit
+  std::string previous = "q";
+  for (int k = 1; k < 60; ++k) {
+    const std::string name = "q" + std::string(1, static_cast<char>('a' + k / 26)) + static_cast<char>('a' + k % 26);
+    calc.Run(previous + "+1=" + name);
+    previous = name;
+  }
+  const uint64_t& computed = calc.in().Definitions.computed;
+  for (const auto& [line, most, least] : cases) {
+    const uint64_t before = computed;
+    calc.Run(line);
+    EXPECT_LE(computed - before, most) << line;
+    EXPECT_GE(computed - before, least) << line;
+  }
+  EXPECT_EQ(calc.Out(previous), "66");
+  EXPECT_EQ(calc.Out("ang"), calc.Out("2*sin(30)")) << "computed in radians after the switch";
+  EXPECT_NE(calc.Out("ang"), "1");
+}
+
+// Sums of signed terms, each a name or a small whole number (exact in
+// doubles), against a model that computes each definition by its own line
+// and once more, in table order, after every plain assignment. A wrong line
+// with a target keeps every value.
+TEST(Recalculation, RandomSessionsFollowTheModel) {
+  using Terms = std::vector<std::pair<int, std::string>>;  // a sign and a name, or a signed number and ""
+  const std::vector<std::string> pool = {"len", "wid", "zap", "qa", "qb", "tot", "mv", "rr"};
+  const std::vector<std::string> wrong = {"4+*2", "(*3", "2^^3", "*5", "7+*2", "1..2"};
+  for (unsigned seed = 1; seed <= 30; ++seed) {
+    std::mt19937 random(seed);
+    auto pick = [&](size_t n) { return static_cast<size_t>(random() % n); };
     Calc calc;
-    calc.Run("1=lone");
-    calc.Run("3=sep");
-    calc.Run("2*sin(30)=ang");  // answers by the angle unit
-    std::string previous = "q";
-    calc.Run("1=q");
-    for (int k = 1; k < 60; ++k) {
-      const std::string name = "q" + std::string(1, static_cast<char>('a' + k / 26)) + static_cast<char>('a' + k % 26);
-      calc.Run(previous + "+1=" + name);
-      previous = name;
+    bool recalculated = false;
+    calc.m.Events().UpdateVariables = [&](double share) { recalculated = recalculated || share == 1.0; };
+    std::vector<std::string> order;
+    std::map<std::string, Terms> definitions;
+    std::map<std::string, double> values;
+    auto value = [&](const Terms& terms) {
+      double sum = 0;
+      for (const auto& [k, name] : terms) sum += name.empty() ? k : k * values.at(name);
+      return sum;
+    };
+    auto recalculate = [&] {
+      for (const std::string& name : order) values[name] = value(definitions[name]);
+    };
+    for (int step = 0; step < 60; ++step) {
+      recalculated = false;
+      const std::string target = pool[pick(pool.size())];
+      std::string line;
+      if (pick(3) == 0) {
+        line = wrong[pick(wrong.size())] + "=" + target;
+        calc.Run(line);
+        EXPECT_NE(calc.m.ErrNumber(), 0) << line;
+        // The definitions are still computed again (one that reads itself moves on).
+        if (recalculated) recalculate();
+      } else {
+        Terms terms;
+        for (size_t k = 0, count = 1 + pick(3); k < count; ++k) {
+          const int sign = pick(2) == 0 ? 1 : -1, number = static_cast<int>(pick(9));
+          const std::string name = !order.empty() && pick(2) == 0 ? order[pick(order.size())] : "";
+          line += (sign < 0 ? "-" : (k == 0 ? "" : "+")) + (name.empty() ? std::to_string(number) : name);
+          terms.emplace_back(name.empty() ? sign * number : sign, name);
+        }
+        line += "=" + target;
+        calc.Run(line);
+        ASSERT_EQ(calc.m.ErrNumber(), 0) << line;
+        values[target] = value(terms);
+        if (!definitions.count(target)) order.push_back(target);
+        definitions[target] = terms;
+        recalculate();
+      }
+      for (const auto& [name, expected] : values) {
+        ASSERT_TRUE(calc.Has(name)) << name;
+        ASSERT_EQ(calc.Var(name)->Value, expected) << "seed " << seed << ", after «" << line << "», " << name;
+      }
     }
-    detail::DefinitionRecords& records = calc.in().Definitions;
-    for (const Case& test : cases) {
-      const uint64_t before = records.computed;
-      calc.Run(test.line);
-      EXPECT_LE(records.computed - before, test.most) << test.line;
-      EXPECT_GE(records.computed - before, test.least) << test.line;
-    }
-    EXPECT_EQ(calc.Out(previous), "66");
-    EXPECT_EQ(calc.Out("ang"), calc.Out("2*sin(30)")) << "computed in radians after the switch";
-    EXPECT_NE(calc.Out("ang"), "1");
   }
 }
 

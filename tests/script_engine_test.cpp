@@ -52,9 +52,7 @@ ScriptError ErrorOf(Action&& action) {
 }
 
 std::string WithLineEnds(std::string text, std::string_view end) {
-  for (size_t at = text.find("\\r"); at != std::string::npos; at = text.find("\\r", at + end.size())) {
-    text.replace(at, 2, end);
-  }
+  for (size_t at = text.find("\\r"); at != std::string::npos; at = text.find("\\r", at + end.size())) text.replace(at, 2, end);
   return text;
 }
 
@@ -90,8 +88,7 @@ void RunCaseFile(const std::filesystem::path& file) {
     }
     if (line.empty() || line[0] == '#') continue;
     if (line.rfind("=== ", 0) == 0) {
-      in_script = true;
-      block.clear();
+      in_script = true, block.clear();
       continue;
     }
     if (line.size() > 3 && line.compare(line.size() - 3, 3, " =>") == 0) line += ' ';  // an empty result
@@ -123,9 +120,7 @@ void RunCaseFile(const std::filesystem::path& file) {
 }
 
 TEST(ScriptEngine, CaseFiles) {
-  for (const char* name : {"script_values.cases", "script_language.cases"}) {
-    RunCaseFile(std::filesystem::path(MORVEX_GOLDEN_DIR) / name);
-  }
+  for (const char* name : {"script_values.cases", "script_language.cases"}) RunCaseFile(std::filesystem::path(MORVEX_GOLDEN_DIR) / name);
 }
 
 // The calculator hands every argument over as a string, and makes a new
@@ -194,9 +189,8 @@ TEST(ScriptEngine, WhatStoppedARunAndWhere) {
         ScriptControl engine = Engine(c.script);
         if (c.procedure) engine.Run(c.procedure, c.args);
       });
-      EXPECT_EQ(error.stop(), c.stop) << c.script << error.what();
-      EXPECT_EQ(error.code(), c.code) << c.script << error.what();
-      EXPECT_EQ(error.line(), c.line) << c.script << error.what();
+      EXPECT_EQ(std::tuple(error.stop(), error.code(), error.line()), std::tuple(c.stop, c.code, c.line))
+          << c.script << error.what();
     }
   }
   EXPECT_NE(ErrorOf([&] { Engine(script).Run("Outer", {"1"}); }).message().find("Division by zero"),

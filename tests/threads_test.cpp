@@ -5,6 +5,7 @@
 // ThreadSanitizer as a program of its own (morvex_thread_tests).
 #include <gtest/gtest.h>
 
+#include <array>
 #include <latch>
 #include <random>
 #include <thread>
@@ -51,13 +52,9 @@ std::vector<std::string> Workload(int worker) {
       case 7: lines.push_back("twice(" + k + "," + name + ")"); break;
       case 8: lines.push_back(random() % 2 == 0 ? "rad" : "deg"); lines.push_back("sin(" + k + ")"); break;
       case 9: lines.push_back(k + "+*" + name); break;
-      default: {
-        // A line of a random session, but none of the script calls that run
-        // to the engine's budget and would make the test long.
+      default: {  // a line of a random session, but no script call that runs to the engine's budget
         const std::string line = fuzz::RandomSession(seed++).lines.front();
-        if (line.find("loopy(") == std::string::npos && line.find("rec(") == std::string::npos) {
-          lines.push_back(line);
-        }
+        if (line.find("loopy(") == std::string::npos && line.find("rec(") == std::string::npos) lines.push_back(line);
       }
     }
   }
@@ -69,9 +66,7 @@ std::vector<std::string> RunWorkload(int worker, const std::string& folder) {
   clsMorvex calc;
   calc.ProgramFolder(folder);
   calc.Initialize();
-  // The host answers the first words it is asked about and declines the
-  // rest, so that the table stays small and the lines quick.
-  int asked = 0;
+  int asked = 0;  // the first words asked about are answered, the rest declined: the table stays small
   calc.Events().InputBox = [&](std::string& num) { num = ++asked <= 8 ? std::to_string(asked) : ""; };
   std::vector<std::string> outcomes;
   calc.LoadHText();
@@ -90,19 +85,18 @@ std::vector<std::string> RunWorkload(int worker, const std::string& folder) {
 }
 
 TEST(Threads, FourCalculatorsAtOnceAnswerAsOnOneThread) {
-  std::vector<std::unique_ptr<test::TempFolder>> folders;
+  std::array<test::TempFolder, kThreads> folders;
   std::vector<std::vector<std::string>> alone, together(kThreads);
   for (int worker = 0; worker < kThreads; ++worker) {
-    folders.push_back(std::make_unique<test::TempFolder>());
-    WriteFolder(*folders.back(), worker);
-    alone.push_back(RunWorkload(worker, folders[worker]->str()));
+    WriteFolder(folders[worker], worker);
+    alone.push_back(RunWorkload(worker, folders[worker].str()));
   }
   std::latch start(kThreads);
   std::vector<std::thread> threads;
   for (int worker = 0; worker < kThreads; ++worker) {
     threads.emplace_back([&, worker] {
       start.arrive_and_wait();
-      together[worker] = RunWorkload(worker, folders[worker]->str());
+      together[worker] = RunWorkload(worker, folders[worker].str());
     });
   }
   for (std::thread& thread : threads) thread.join();
