@@ -10,6 +10,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <tuple>
 
 #include "test_support.hpp"
 
@@ -26,13 +27,6 @@ Names Listed(const std::string& folder) {
   std::sort(names.begin(), names.end());
   return names;
 }
-
-// A folder change and the names listed after it.
-struct Step {
-  const char* label;
-  std::function<void()> change;
-  Names names;
-};
 
 TEST(FileSystem, OnlyRegularFilesAndLinksToThemAreFiles) {
   TempFolder folder;
@@ -109,7 +103,8 @@ TEST(FileSystem, WatchedFolderShowsEveryChangeAtTheNextCall) {
   TempFolder folder, elsewhere;
   const fs::path root = folder.path();
   ASSERT_NE(FolderGeneration(folder.str()), 0u) << "the folder is watched on this system";
-  const Step steps[] = {
+  // A change of the folder and the names listed after it.
+  const std::tuple<const char*, std::function<void()>, Names> steps[] = {
       {"empty", [] {}, {}},
       {"created", [&] { folder.Write("vbscript.txt", "x"); }, {"vbscript.txt"}},
       {"unchanged", [] {}, {"vbscript.txt"}},
@@ -123,11 +118,10 @@ TEST(FileSystem, WatchedFolderShowsEveryChangeAtTheNextCall) {
        {"b.txt", "c.txt", "vbscript.txt"}},
       {"target gone", [&] { fs::remove(elsewhere.path() / "t.txt"); }, {"b.txt", "c.txt"}},
   };
-  for (const Step& step : steps) {
-    step.change();
-    EXPECT_EQ(Listed(folder.str()), step.names) << step.label;
-    EXPECT_EQ(FolderHasFile(folder.str(), "vbscript.txt"), !step.names.empty() && step.names.back() == "vbscript.txt")
-        << step.label;
+  for (const auto& [label, change, names] : steps) {
+    change();
+    EXPECT_EQ(Listed(folder.str()), names) << label;
+    EXPECT_EQ(FolderHasFile(folder.str(), "vbscript.txt"), !names.empty() && names.back() == "vbscript.txt") << label;
   }
 }
 

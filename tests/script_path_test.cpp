@@ -77,18 +77,14 @@ Outcome Ordinary(const std::vector<std::string>& before, const std::string& line
 // would without a script; a procedure that gives nothing runs, and the line
 // goes on as an ordinary line. The progress tells how far the call got.
 TEST(ScriptPath, LinesThatGiveNoAnswerAreOrdinaryLines) {
+  // The line and the progress: two parameters and no comma, nothing left for the last argument, a run-time
+  // error after the arguments, a failure in Run (no progress after it), and procedures that give nothing
+  // (the 1 after Run shows they ran).
   const struct {
     std::string line;
     std::vector<double> progress;
-  } cases[] = {
-      {"2+3=w cm", {}},
-      {"h(1)", {}},  // two parameters, no comma
-      {"f(", {}},    // nothing left for the last argument
-      {"Boom(2)", {0.5, 1.0}},  // a run-time error after the arguments
-      {"Boom0", {0.5}},         // failed in Run: no progress after it
-      {"Hush()", {0.5, 1.0}},   // the 1 after Run shows it ran
-      {"Quiet(5)", {0.5, 1.0}},
-  };
+  } cases[] = {{"2+3=w cm", {}}, {"h(1)", {}}, {"f(", {}}, {"Boom(2)", {0.5, 1.0}}, {"Boom0", {0.5}},
+               {"Hush()", {0.5, 1.0}}, {"Quiet(5)", {0.5, 1.0}}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.line);
     ScriptHost host;
