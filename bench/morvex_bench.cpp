@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "calculator/recalculation.hpp"
 #include "morvex/morvex.hpp"
 
 namespace {
@@ -159,10 +160,19 @@ void DefineChain(morvex::clsMorvex& calc, int64_t count) {
   }
 }
 
+// Second argument 1: the recalculation computes every definition after each
+// assignment (the comparison the pass-over of unchanged definitions is
+// measured against).
+struct RecalculationMode {
+  explicit RecalculationMode(int64_t everyDefinition) { morvex::detail::FastRecalculation() = everyDefinition == 0; }
+  ~RecalculationMode() { morvex::detail::FastRecalculation() = true; }
+};
+
 // The whole chain of N variables, defined line by line; the counter gives the
 // time per added variable.
 void BM_DefineChain(benchmark::State& state) {
   const int64_t count = state.range(0);
+  const RecalculationMode mode(state.range(1));
   for (auto _ : state) {
     morvex::clsMorvex calc;
     calc.Initialize();
@@ -175,6 +185,7 @@ void BM_DefineChain(benchmark::State& state) {
 // A new value for the head of a chain of N, then the last variable read.
 void BM_RedefineChainHead(benchmark::State& state) {
   const int64_t count = state.range(0);
+  const RecalculationMode mode(state.range(1));
   morvex::clsMorvex calc;
   calc.Initialize();
   DefineChain(calc, count);
@@ -192,8 +203,12 @@ BENCHMARK(BM_ArithmeticMorvex);
 BENCHMARK(BM_ArithmeticMuparser);
 BENCHMARK(BM_LineLength)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_VariableTable)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_DefineChain)->Arg(100)->Arg(300)->Arg(1000)->Arg(3000)->Arg(10000)->Unit(benchmark::kMillisecond)->Iterations(1);
-BENCHMARK(BM_RedefineChainHead)->Arg(300)->Arg(3000)->Arg(10000)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_DefineChain)
+    ->Args({100, 0})->Args({300, 0})->Args({1000, 0})->Args({3000, 0})->Args({10000, 0})
+    ->Args({300, 1})->Args({1000, 1})->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_RedefineChainHead)
+    ->Args({300, 0})->Args({3000, 0})->Args({10000, 0})->Args({300, 1})->Args({3000, 1})
+    ->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // Collects ns per iteration of every run for the summary.
 class SummaryReporter : public benchmark::ConsoleReporter {
@@ -240,8 +255,8 @@ void PrintSummary(const std::map<std::string, double>& ns) {
     if (a > 0 && b > 0) std::printf("growth %s -> %s: exponent %.2f\n", small.c_str(), large.c_str(), std::log(b / a) / std::log(ratio));
   };
   std::printf("\n");
-  exponent("BM_DefineChain/300/iterations:1", "BM_DefineChain/3000/iterations:1", 10);
-  exponent("BM_RedefineChainHead/300/iterations:3", "BM_RedefineChainHead/3000/iterations:3", 10);
+  exponent("BM_DefineChain/300/0/iterations:1", "BM_DefineChain/3000/0/iterations:1", 10);
+  exponent("BM_RedefineChainHead/300/0/iterations:3", "BM_RedefineChainHead/3000/0/iterations:3", 10);
   const double table10 = get("BM_VariableTable/10");
   const double table1000 = get("BM_VariableTable/1000");
   if (table10 > 0 && table1000 > 0) std::printf("variable table 1000 / 10: %.2f\n", table1000 / table10);

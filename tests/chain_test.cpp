@@ -37,20 +37,17 @@ dna ChainOf(const Texts& values, int16_t code = TypeChar) {
 // "(" counts before its row is written, ")" after: BEnd of a row says a
 // partner is open. The scanner's own counters are left alone.
 TEST_F(Chain, ParenthesisCodesMoveTheTemplateDepth) {
-  struct Case {
-    int16_t code, depthBefore;
-    bool bEnd;
-    int16_t depthAfter;
-  };
-  const Case cases[] = {{TypeEnd, 0, false, -1}, {TypeEnd, 1, true, 0},   {TypeEnd, 3, true, 2},
-                        {TypeEnd, -2, false, -3}, {TypeStart, 0, false, 1}, {TypeStart, -1, false, 0}};
-  for (const Case& tc : cases) {
+  // code, depth before, BEnd after, depth after
+  const std::tuple<int16_t, int16_t, bool, int16_t> cases[] = {
+      {TypeEnd, 0, false, -1},  {TypeEnd, 1, true, 0},    {TypeEnd, 3, true, 2},
+      {TypeEnd, -2, false, -3}, {TypeStart, 0, false, 1}, {TypeStart, -1, false, 0}};
+  for (const auto& [code, before, bEnd, after] : cases) {
     SharedState& g = Shared();
-    g.gNext.StartNumber(tc.depthBefore);
+    g.gNext.StartNumber(before);
     g.gParenDepth = 5;
-    Cell().NameStr(tc.code);
-    EXPECT_EQ(g.gNext.Has(flag::BEnd), tc.bEnd) << tc.code << " from " << tc.depthBefore;
-    EXPECT_EQ(g.gNext.StartNumber(), tc.depthAfter) << tc.code << " from " << tc.depthBefore;
+    Cell().NameStr(code);
+    EXPECT_EQ(g.gNext.Has(flag::BEnd), bEnd) << code << " from " << before;
+    EXPECT_EQ(g.gNext.StartNumber(), after) << code << " from " << before;
     EXPECT_EQ(g.gParenDepth, 5);
   }
   // "(" then "1": the number inside the group may be followed by ")".

@@ -1,16 +1,13 @@
 // The silent run and the calculation run reduce a line by the same stages in
-// the same order, so on the same checked chain they must agree: both give up
-// a cell or neither does, and where both finish, on the same text. Seeded
-// random lines, alone and in sessions with plain and formula variables, go
-// through the scanner once and then through each run from the same chain.
-//
-// Where the two part by design, no such line is made or compared: a sign in
-// front of anything but a number meets the calculation run's head sign pass,
-// which takes it before the powers, while the silent run takes it after them;
-// a word power inside a group, or beside a variable, goes through each run's
-// own group step; a formula word is expanded from its text by the silent run
-// but from its value by the calculation run, and in the last place only by
-// the calculation run; and a run that ends by a failure has no verdict.
+// the same order, so from the same checked chain both give up a cell or
+// neither does, and where both finish, on the same text. Seeded random lines,
+// alone and in sessions with variables, are scanned once and run both ways.
+// Where the two part by design no such line is made or compared: a sign before
+// anything but a number (the calculation run's head sign pass takes it before
+// the powers, the silent run after them); a word power inside a group or
+// beside a variable (each run's own group step); a formula word (expanded from
+// its text by the silent run, from its value by the calculation run); and a
+// run that ends by a failure, which has no verdict.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -30,8 +27,7 @@
 namespace morvex {
 namespace {
 
-// The verdict of a run: whether it gave up a cell, and the text it left;
-// "" when it ended by a failure or left more than one cell.
+// Whether a run gave up a cell, and the text it left ("" after a failure or with more than one cell).
 struct Verdict {
   bool givenUp = false;
   std::string text;
@@ -79,14 +75,12 @@ bool RunBoth(detail::Calculator& c, const std::string& line, Verdict& silent, Ve
   return (silent.givenUp || !silent.text.empty()) && (loud.givenUp || !loud.text.empty());
 }
 
-// Random lines of numbers, operators, words, parentheses and the session's
-// variable names.
+// Random lines of numbers, operators, words, parentheses and the session's variable names.
 class LineMaker {
  public:
   explicit LineMaker(uint32_t seed, std::vector<std::string> names = {}) : random_(seed), names_(std::move(names)) {}
 
-  // An expression of operands joined by operators, most of which pass the
-  // detector; an open parenthesis may stay open.
+  // Operands joined by operators, most of which pass the detector; a parenthesis may stay open.
   std::string Make() { return Expression(0); }
 
   int Pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }

@@ -1,10 +1,8 @@
-// Formula words run from their texts: definitions that name themselves,
-// directly or through one another, end with an answer or with failure 28 (out
-// of stack space), quickly and without harm to the calculator; and the run of
-// a formula's text on the second chain, driven on hand-built chains, with the
-// Change and Change2 events it raises. The behaviour seen through lines is in
-// golden/formulas.lines and golden/events.lines, whose traces of lines
-// without a target also show that the silent run raises no event.
+// Definitions that name themselves, directly or through one another, end with
+// an answer or with failure 28 (out of stack space), quickly and without harm
+// to the calculator; and the run of a formula's text on the second chain, on
+// hand-built chains, with its Change and Change2 events. What lines show is in
+// golden/formulas.lines and golden/events.lines.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -26,10 +24,10 @@ struct Session : test::Calc {
   Session() { m.Events().InputBox = nullptr; }
 };
 
-// Formula variables that stand after the ones under test, so that the replay
-// into each nested calculator (which leaves out the last variable of the
-// list) keeps them in play for as many levels as there are fillers. Their
-// names share no letter run with the names and words of the lines.
+// Formula variables after the ones under test: the replay into each nested
+// calculator leaves out the last variable of the list, so they keep those in
+// play for as many levels as there are fillers. Their names share no letter
+// run with the names and words of the lines.
 Names Fillers(int count) {
   const std::string_view letters = "hijmnopqtuw";
   Names lines;
@@ -39,8 +37,7 @@ Names Fillers(int count) {
   return lines;
 }
 
-// The answer of a line, or "failure <code>", within a bound that tells an end
-// from a hang, also in sanitizer builds on a busy machine.
+// The answer of a line, or "failure <code>", within a bound that tells an end from a hang.
 std::string Attempt(clsMorvex& calc, std::string_view line) {
   std::string text(line), outcome;
   const auto start = std::chrono::steady_clock::now();
@@ -65,13 +62,7 @@ Names TableOf(const clsMorvex& calc) {
 const std::string k28 = "failure 28";
 
 TEST(SelfReference, EndsWithAnAnswerOrOutOfStackSpace) {
-  struct Row {
-    Names definitions;
-    int fillers;
-    const char* line;
-    std::string outcome;
-  };
-  const Row rows[] = {
+  const std::tuple<Names, int, const char*, std::string> rows[] = {
       // f names itself after its argument. The silent run does not look at
       // the last cell of a text, so it does not descend; the calculation run
       // hands the text to a nested calculator, where f, alone in the list, is
@@ -106,22 +97,22 @@ TEST(SelfReference, EndsWithAnAnswerOrOutOfStackSpace) {
       // A plain variable that names itself, inside a formula.
       {{"b+1=b", "b+XVar=f"}, 0, "f1", k28},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.line) + " with " + std::to_string(row.fillers) + " fillers after " + row.definitions[0]);
+  for (const auto& [definitions, fillers, line, outcome] : rows) {
+    SCOPED_TRACE(std::string(line) + " with " + std::to_string(fillers) + " fillers after " + definitions[0]);
     Session s;
-    s.RunAll(row.definitions);
-    s.RunAll(Fillers(row.fillers));
+    s.RunAll(definitions);
+    s.RunAll(Fillers(fillers));
     ASSERT_EQ(s.Out("7"), "7");
     const Names before = TableOf(s.m);
-    EXPECT_EQ(Attempt(s.m, row.line), row.outcome);
-    if (row.outcome == k28) {
+    EXPECT_EQ(Attempt(s.m, line), outcome);
+    if (outcome == k28) {
       EXPECT_EQ(s.Ans(), 7.0) << "the line did not finish";
     }
-    if (std::string_view(row.line).find('=') == std::string_view::npos) {
+    if (std::string_view(line).find('=') == std::string_view::npos) {
       EXPECT_EQ(TableOf(s.m), before);
     }
     EXPECT_EQ(s.Out("(1+2)*4"), "12");
-    if (row.fillers > 0) {
+    if (fillers > 0) {
       EXPECT_EQ(s.Out("khh3"), "6");
     }
   }

@@ -1,7 +1,7 @@
 // The scanner at its seams: the classes that characters and words take from
 // what stands before them, the cells and flags that cutting and detection
 // leave, the stored chain of a target, and random lines whose errors must lie
-// in their text. The stage tables are in golden/units.cases, what lines give
+// in their text. The stage tables are in golden/units.lines, what lines give
 // through Calculate in golden/detection.lines.
 #include <gtest/gtest.h>
 

@@ -3,6 +3,7 @@
 // assignment every plain user variable is computed again from its stored chain.
 #include "calculator/line_dispatcher.hpp"
 
+#include "calculator/recalculation.hpp"
 #include "calculator/scan_and_detect.hpp"
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
@@ -130,41 +131,6 @@ void RunExpression(Calculator& c, std::string& TText, Statements& run) {
   run([&] { c.StringVariable.append(kLineBreak).append(g.gReport.StrVariable); });
   run([&] { CopyErrorProperties(c, TText); });
   run([&] { c.RaiseHostTurn(); });
-}
-
-// After a plain assignment every plain user variable is computed again from
-// its stored chain, in table order. The recalculation's own handler skips a
-// variable whose line fails and goes on with the next: one bad definition must
-// not make every later assignment fail. Nesting too deep is the exception: it
-// reaches the host, as everywhere else. Kept here, a descent that ends at the
-// depth limit would start again for every later variable, at every level of
-// nested calculators, and the line would not end in any time a user waits.
-void RecalculateVariables(Calculator& c) {
-  SharedState& g = Shared();
-  if (!g.gRecalculate) return;
-  struct ClearFlag {
-    SharedState& g;
-    ~ClearFlag() { g.gRecalculate = false; }
-  } clearFlag{g};
-  const std::string ansText = NumberToText(c.Ans().Value);
-  const int32_t count = c.Variables.Count();
-  for (int32_t i = var_index::FirstUser; i <= count; ++i) {
-    try {
-      Class1& variable = c.Variables.Item(i);
-      if (variable.TypeVar == var_type::Plain) {
-        std::string line = c.StoredChain(i).Join() + "=" + variable.Key;
-        c.StringVariable.clear();
-        c.Ans().Value = ReadNumber(ansText);
-        g.gErr.Reset();  // each variable starts clean, as a line does: a wrong line costs no value
-        ScanAndDetect(c, line);
-      }
-      c.RaiseUpdateVariables(static_cast<double>(i) / c.Variables.Count());
-    } catch (const Failure& failure) {
-      if (IsFatal(failure)) throw;
-      // this variable is skipped, its UpdateVariables too
-    }
-  }
-  c.RaiseUpdateVariables(1.0);
 }
 
 }  // namespace

@@ -4,8 +4,12 @@
 // gets its stored chain, and the loud run gives the result text.
 #include "calculator/scan_and_detect.hpp"
 
+#include <bit>
+
 #include "calculator/line_dispatcher.hpp"
+#include "calculator/recalculation.hpp"
 #include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "evaluation/reduction.hpp"
 #include "evaluation/silent_run.hpp"
 #include "files/line_files.hpp"
@@ -52,6 +56,20 @@ void StoreTarget(Calculator& c, int16_t targetType) {
     first = false;
   }
   c.VariableChains[static_cast<size_t>(index)] = std::move(stored);
+  NoteDefinitionStored(c, index);
+}
+
+// What the recalculation records of a definition's scan: every cell whose
+// text is a variable's name is read by the runs, as they bind by name.
+void HearInputs(Calculator& c) {
+  DefinitionRecords& d = c.Definitions;
+  d.heardInputs.clear();
+  for (const Cell& cell : c.WorkingChain) {
+    const int32_t index = c.VariableIndex(cell.Value());
+    if (index == 0) continue;
+    const Class1& variable = c.Variables.Item(index);
+    d.heardInputs.push_back({index, std::bit_cast<uint64_t>(variable.Value), variable.TypeVar});
+  }
 }
 
 
@@ -137,13 +155,22 @@ void HandOver(Calculator& c) {
 
 void ScanAndDetect(Calculator& c, std::string_view text) {
   if (text.empty()) return;
+  // Only the scan that the recalculation starts is heard, not the lines of a
+  // file that it may run.
+  const bool listen = c.Definitions.listening;
+  c.Definitions.listening = false;
   CutLine(c, text);
+  if (listen) c.Definitions.heardSpelling = ToUpper(c.WorkingChain.Join());
   if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
+    if (listen) c.Definitions.heardFolder = true;
     LoadHText(c, *formulaFile, Calculate);
     return;
   }
+  // A chain that begins with letters was compared with the folder's files.
+  if (listen && c.WorkingChain.Count() > 0 && c.WorkingChain[1].NameStr() == TypeChar) c.Definitions.heardFolder = true;
   FoldChain(c);
   DetectChain(c);
+  if (listen) HearInputs(c);
   HandOver(c);
 }
 

@@ -20,6 +20,10 @@ constexpr unsigned char UpperChar(unsigned char c) noexcept {
   }
 }
 
+// A character can be part of a target name when its code is 65 to 90, 97 to
+// 172: letters, and the characters of codes 123 to 172 alike.
+constexpr bool IsNameChar(unsigned char c) noexcept { return !(c < 65 || (c >= 91 && c <= 96) || c > 172); }
+
 inline std::string ToUpper(std::string_view text) {
   std::string upper(text);
   for (char& c : upper) c = static_cast<char>(UpperChar(static_cast<unsigned char>(c)));

@@ -2,6 +2,7 @@
 // at the first equals sign or the first space, a target name may follow the
 // equals sign, and what stands behind goes to the trailing text.
 #include "core/shared_state.hpp"
+#include "core/text_case.hpp"
 #include "scanner/classify.hpp"
 #include "scanner/scanner.hpp"
 
@@ -9,10 +10,6 @@ namespace morvex::detail {
 namespace {
 
 constexpr std::string_view kEndMarkerKey = "EndVer";
-
-// A character can be part of a target name when its code is 65 to 90, 97 to
-// 172: letters, and the characters of codes 123 to 172 alike.
-bool IsNameChar(unsigned char c) { return !(c < 65 || (c >= 91 && c <= 96) || c > 172); }
 
 void SetEndText(std::string text) {
   SharedState& g = Shared();

@@ -19,6 +19,20 @@ dna& Calculator::StoredChain(int32_t index) {
   return *VariableChains[static_cast<size_t>(index)];
 }
 
+uint32_t Calculator::HandledEvents() const {
+  uint32_t bits = 0;
+  if (Events.Change) bits |= kChange;
+  if (Events.Change2) bits |= kChange2;
+  if (Events.Wait) bits |= kWait;
+  if (Events.Progress) bits |= kProgress;
+  if (Events.InternalCalc) bits |= kInternalCalc;
+  if (Events.GetFunctions) bits |= kGetFunctions;
+  if (Events.InputBox) bits |= kInputBox;
+  if (Events.VBSProgress) bits |= kVBSProgress;
+  if (Events.HostTurn) bits |= kHostTurn;
+  return bits;
+}
+
 void Calculator::ClearOutputs() {
   InString.clear();
   OutString.clear();

@@ -12,6 +12,7 @@
 #include "core/name_finder.hpp"
 #include "core/variable_table.hpp"
 #include "morvex/morvex.hpp"
+#include "workspace/definition_records.hpp"
 
 namespace morvex::detail {
 
@@ -52,41 +53,68 @@ class Calculator {
   std::string ScriptFailure;
 
   EventHandlers Events;
+  // The events raised so far, a bit for each kind (handler or not), so that
+  // the recalculation knows what a definition's computation showed the host.
+  // UpdateVariables is the recalculation's own and has no bit.
+  enum EventBit : uint32_t {
+    kChange = 1,
+    kChange2 = 2,
+    kWait = 4,
+    kProgress = 8,
+    kInternalCalc = 16,
+    kGetFunctions = 32,
+    kInputBox = 64,
+    kVBSProgress = 128,
+    kHostTurn = 256,
+  };
+  mutable uint32_t RaisedEvents = 0;
+  // The bits of the events that have a handler now.
+  uint32_t HandledEvents() const;
+  DefinitionRecords Definitions;
   std::string ProgramFolder;
   bool Initialized = false;
   int32_t NestingDepth = 0;  // calculators and files nested inside this one's work
 
   // Event raising; a missing handler is no call.
   void RaiseChange(int16_t length, int16_t firstChar) const {
+    RaisedEvents |= kChange;
     if (Events.Change) Events.Change(length, firstChar);
   }
   void RaiseChange2(int16_t length, int16_t firstChar) const {
+    RaisedEvents |= kChange2;
     if (Events.Change2) Events.Change2(length, firstChar);
   }
   void RaiseWait() const {
+    RaisedEvents |= kWait;
     if (Events.Wait) Events.Wait();
   }
   // Gives the host's event loop a turn.
   void RaiseHostTurn() const {
+    RaisedEvents |= kHostTurn;
     if (Events.HostTurn) Events.HostTurn();
   }
   void RaiseProgress(double percent) const {
+    RaisedEvents |= kProgress;
     if (Events.Progress) Events.Progress(percent);
   }
   void RaiseInternalCalc(double percent) const {
+    RaisedEvents |= kInternalCalc;
     if (Events.InternalCalc) Events.InternalCalc(percent);
   }
   void RaiseUpdateVariables(double percent) const {
     if (Events.UpdateVariables) Events.UpdateVariables(percent);
   }
   void RaiseVBSProgress(double percent) const {
+    RaisedEvents |= kVBSProgress;
     if (Events.VBSProgress) Events.VBSProgress(percent);
   }
   void RaiseGetFunctions(const std::string& name, const std::string& expression) const {
+    RaisedEvents |= kGetFunctions;
     if (Events.GetFunctions) Events.GetFunctions(name, expression);
   }
   // Returns the host's answer; without a handler the word stays.
   void RaiseInputBox(std::string& num) const {
+    RaisedEvents |= kInputBox;
     if (Events.InputBox) Events.InputBox(num);
   }
 
