@@ -1,27 +1,23 @@
 // Golden lines: one case a line. Every *.lines file of MORVEX_GOLDEN_DIR is a
 // list of calculator sessions; a blank line or "=== title" starts a fresh
 // calculator (empty program folder, Initialize, last character class 0), "#"
-// starts a comment. A case is
-//
-//   LINE => ANSWER [ ; CHECK ]...
-//
-// LINE goes to Calculate as written (nothing before "=> " is the empty line).
+// a comment. A case is "LINE => ANSWER [ ; CHECK ]..."; LINE goes to
+// Calculate as written ("=> " alone is the empty line).
 // ANSWER: "4" (OutString, ErrNumber 0, and Ans takes the number; "" for
 // empty), "error 5 TEXT [at F] [len L]" (ErrNumber, OutString or "*",
 // ErrFirst, ErrLength; Ans kept, ErrDescription the error's name, and error 13
 // selects the whole echo), "failure 6" (morvex::Failure of that code) or "*".
-// CHECK: a property of kProperties below and its text; "x = 5 (1)" (variable
-// x of any case holds 5, "*" any value, with that TypeVar); "no x".
+// CHECK: a property of kProperties and its text; "x = 5 (1)" (variable x of
+// any case holds 5, "*" any value, with that TypeVar); "no x".
 // A line without " => " is set-up: it runs unchecked, except
 //   Answer: r=1.5   the host answers a prompt for r ("*" any word, "none":
 //                   no InputBox handler)
 //   File: a=bytes   writes a file into the program folder; "File: a<<" takes
 //                   the lines up to "<<", each ended by CR LF
 // Set-up before the first blank line of a file holds for all its blocks.
-//
-// "key: arg | arg => expected" runs one of kInternals, a stage of the
-// calculator's inside, and compares its text ("!" and the code of a failure).
-// Texts take the escapes \\ \s (a blank) \r \n \t \xHH.
+// "key: arg | arg => expected" runs a stage of kInternals and compares its
+// text ("!" and the code of a failure). Texts take the escapes \\ \s (a
+// blank) \r \n \t \xHH.
 #include <gtest/gtest.h>
 
 #include <charconv>
