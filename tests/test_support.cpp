@@ -94,10 +94,6 @@ Calc::Calc() {
   m.Events().InputBox = [this](std::string& num) {
     asked.push_back(num);
     num.clear();
-    if (!answers.empty()) {
-      num = answers.front();
-      answers.erase(answers.begin());
-    }
   };
 }
 
@@ -161,12 +157,6 @@ void LayOut(dna& chain, const std::vector<CellSpec>& cells) {
     cell.Value(shape.value);
     cell.NameStr(shape.type);
   }
-}
-
-std::vector<int16_t> Types(const dna& chain) {
-  std::vector<int16_t> types;
-  for (const Cell& cell : chain) types.push_back(cell.NameStr());
-  return types;
 }
 
 std::vector<std::string> Values(const dna& chain) {

@@ -56,13 +56,11 @@ std::ostream& operator<<(std::ostream& os, const Event& e);
 inline Event C(int length, int first, std::string text) { return {'C', length, first, std::move(text)}; }
 inline Event C2(int length, int first, std::string text) { return {'2', length, first, std::move(text)}; }
 
-// A calculator in an empty program folder of its own. The host answers each
-// prompt with the next of `answers` (nothing once they are used up) and
-// records the words it was asked about.
+// A calculator in an empty program folder of its own. The host answers no
+// prompt and records the words it was asked about.
 struct Calc {
   TempFolder folder;
   clsMorvex m;
-  std::vector<std::string> answers;
   std::vector<std::string> asked;
   std::vector<Event> events;  // filled once Record() is called
 
@@ -92,7 +90,6 @@ struct CellSpec {
   int16_t type;
 };
 void LayOut(dna& chain, const std::vector<CellSpec>& cells);
-std::vector<int16_t> Types(const dna& chain);
 std::vector<std::string> Values(const dna& chain);
 // The cells of a chain as "value:code value:code".
 std::string CellsText(const dna& chain);
