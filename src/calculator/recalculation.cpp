@@ -10,11 +10,11 @@
 #include "calculator/recalculation.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <functional>
 #include <queue>
 
 #include "calculator/scan_and_detect.hpp"
+#include "core/double_bits.hpp"
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
@@ -42,8 +42,8 @@ CarriedState TakeCarried(const Calculator& c) {
   s.resultEmpty = c.ResultText.empty();
   const Class1& x = c.Variables.Item(var_index::XVar);
   const Class1& y = c.Variables.Item(var_index::YVar);
-  s.xBits = std::bit_cast<uint64_t>(x.Value);
-  s.yBits = std::bit_cast<uint64_t>(y.Value);
+  s.xBits = BitsOf(x.Value);
+  s.yBits = BitsOf(y.Value);
   s.xType = x.TypeVar;
   s.yType = y.TypeVar;
   s.formulaFileName = g.gFormulaFileName;
@@ -61,7 +61,7 @@ LeftState TakeLeft(const Calculator& c) {
   s.endText = g.gEndText;
   s.echoText = c.EchoText;
   s.stringVariable = c.StringVariable;
-  s.ansBits = std::bit_cast<uint64_t>(c.Variables.Item(var_index::Ans).Value);
+  s.ansBits = BitsOf(c.Variables.Item(var_index::Ans).Value);
   s.ansType = c.Variables.Item(var_index::Ans).TypeVar;
   return s;
 }
@@ -81,8 +81,8 @@ void PutLeft(Calculator& c, const LeftState& s) {
   g.gFormulaFileName = s.carried.formulaFileName;
   Class1& x = c.Variables.Item(var_index::XVar);
   Class1& y = c.Variables.Item(var_index::YVar);
-  x.Value = std::bit_cast<double>(s.carried.xBits);
-  y.Value = std::bit_cast<double>(s.carried.yBits);
+  x.Value = DoubleOf(s.carried.xBits);
+  y.Value = DoubleOf(s.carried.yBits);
   x.TypeVar = s.carried.xType;
   y.TypeVar = s.carried.yType;
   g.gParenDepth = s.parenDepth;
@@ -92,7 +92,7 @@ void PutLeft(Calculator& c, const LeftState& s) {
   g.gEndText = s.endText;
   c.EchoText = s.echoText;
   c.StringVariable = s.stringVariable;
-  c.Ans().Value = std::bit_cast<double>(s.ansBits);
+  c.Ans().Value = DoubleOf(s.ansBits);
   c.Ans().TypeVar = s.ansType;
 }
 
@@ -312,7 +312,7 @@ class Recalculation {
       if (input.position > c_.Variables.Count()) return false;
       const Class1& variable = c_.Variables.Item(input.position);
       const double value = input.position == var_index::Ans ? kept_ : variable.Value;
-      if (std::bit_cast<uint64_t>(value) != input.valueBits || variable.TypeVar != input.typeVar) return false;
+      if (BitsOf(value) != input.valueBits || variable.TypeVar != input.typeVar) return false;
     }
     return true;
   }
@@ -356,7 +356,7 @@ class Recalculation {
     }
     DefinitionRecord& old = d_.records[static_cast<size_t>(i)];
     const bool wasValid = old.valid;
-    const uint64_t valueBefore = std::bit_cast<uint64_t>(c_.Variables.Item(i).Value);
+    const uint64_t valueBefore = BitsOf(c_.Variables.Item(i).Value);
     const CarriedState carriedBefore = old.after.carried;
     Invalidate(i);
 
@@ -404,7 +404,7 @@ class Recalculation {
     record.angle = g.gAngle.Degre;
     if (record.readsAngle && !(wasValid && old.readsAngle)) d_.angleReaders.push_back(i);
     record.after = TakeLeft(c_);
-    record.valueBits = std::bit_cast<uint64_t>(c_.Variables.Item(i).Value);
+    record.valueBits = BitsOf(c_.Variables.Item(i).Value);
     // Only a line file (heard as the folder) empties ResultText on the way.
     const bool appendedOnly = c_.ResultText.size() > resultBefore;
     if (appendedOnly) record.appended = c_.ResultText.substr(resultBefore);

@@ -4,10 +4,9 @@
 // gets its stored chain, and the loud run gives the result text.
 #include "calculator/scan_and_detect.hpp"
 
-#include <bit>
-
 #include "calculator/line_dispatcher.hpp"
 #include "calculator/recalculation.hpp"
+#include "core/double_bits.hpp"
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
 #include "evaluation/reduction.hpp"
@@ -68,7 +67,7 @@ void HearInputs(Calculator& c) {
     const int32_t index = c.VariableIndex(cell.Value());
     if (index == 0) continue;
     const Class1& variable = c.Variables.Item(index);
-    d.heardInputs.push_back({index, std::bit_cast<uint64_t>(variable.Value), variable.TypeVar});
+    d.heardInputs.push_back({index, BitsOf(variable.Value), variable.TypeVar});
   }
 }
 
