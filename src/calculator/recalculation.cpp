@@ -30,39 +30,65 @@ uint32_t Gram(std::string_view text, size_t at, size_t length) {
   return key;
 }
 
+// Copies a saved field from its live one (TakeField) or back (PutField). A
+// double is saved as its bits, so that a comparison tells 0 from -0.
+struct TakeField {
+  template <class T>
+  void operator()(T& saved, const T& live) const { saved = live; }
+  void operator()(uint64_t& saved, double live) const { saved = BitsOf(live); }
+};
+struct PutField {
+  template <class T>
+  void operator()(const T& saved, T& live) const { live = saved; }
+  void operator()(uint64_t saved, double& live) const { live = DoubleOf(saved); }
+};
+
+// The fields that one definition's computation leaves to the next, each
+// beside its saved copy: taking and putting back walk the same list.
+template <class Shared, class Calc, class Saved, class Copy>
+void EachCarriedField(Shared& g, Calc& c, Saved& s, Copy copy) {
+  copy(s.charClass, g.gCharClass);
+  copy(s.parenDepth2, g.gParenDepth2);
+  copy(s.foundVariable, g.gFoundVariable);
+  copy(s.powerRewritten, g.gPowerRewritten);
+  copy(s.formulaFileName, g.gFormulaFileName);
+  auto& x = c.Variables.Item(var_index::XVar);
+  auto& y = c.Variables.Item(var_index::YVar);
+  copy(s.xBits, x.Value);
+  copy(s.yBits, y.Value);
+  copy(s.xType, x.TypeVar);
+  copy(s.yType, y.TypeVar);
+}
+
+// Everything else a computation leaves.
+template <class Shared, class Calc, class Saved, class Copy>
+void EachOtherLeftField(Shared& g, Calc& c, Saved& s, Copy copy) {
+  copy(s.parenDepth, g.gParenDepth);
+  copy(s.errCode, g.gErrCode);
+  copy(s.err, g.gErr);
+  copy(s.report, g.gReport);
+  copy(s.endText, g.gEndText);
+  copy(s.echoText, c.EchoText);
+  copy(s.stringVariable, c.StringVariable);
+  auto& ans = c.Variables.Item(var_index::Ans);
+  copy(s.ansBits, ans.Value);
+  copy(s.ansType, ans.TypeVar);
+}
+
 CarriedState TakeCarried(const Calculator& c) {
   const SharedState& g = Shared();
   CarriedState s;
   s.nextFlags = g.gNext.GetFlags();
   s.nextDepth = g.gNext.StartNumber();
-  s.charClass = g.gCharClass;
-  s.parenDepth2 = g.gParenDepth2;
-  s.foundVariable = g.gFoundVariable;
-  s.powerRewritten = g.gPowerRewritten;
   s.resultEmpty = c.ResultText.empty();
-  const Class1& x = c.Variables.Item(var_index::XVar);
-  const Class1& y = c.Variables.Item(var_index::YVar);
-  s.xBits = BitsOf(x.Value);
-  s.yBits = BitsOf(y.Value);
-  s.xType = x.TypeVar;
-  s.yType = y.TypeVar;
-  s.formulaFileName = g.gFormulaFileName;
+  EachCarriedField(g, c, s, TakeField{});
   return s;
 }
 
 LeftState TakeLeft(const Calculator& c) {
-  const SharedState& g = Shared();
   LeftState s;
   s.carried = TakeCarried(c);
-  s.parenDepth = g.gParenDepth;
-  s.errCode = g.gErrCode;
-  s.err = g.gErr;
-  s.report = g.gReport;
-  s.endText = g.gEndText;
-  s.echoText = c.EchoText;
-  s.stringVariable = c.StringVariable;
-  s.ansBits = BitsOf(c.Variables.Item(var_index::Ans).Value);
-  s.ansType = c.Variables.Item(var_index::Ans).TypeVar;
+  EachOtherLeftField(Shared(), c, s, TakeField{});
   return s;
 }
 
@@ -74,26 +100,8 @@ void PutLeft(Calculator& c, const LeftState& s) {
   SharedState& g = Shared();
   g.gNext.SetFlags(s.carried.nextFlags);
   g.gNext.StartNumber(s.carried.nextDepth);
-  g.gCharClass = s.carried.charClass;
-  g.gParenDepth2 = s.carried.parenDepth2;
-  g.gFoundVariable = s.carried.foundVariable;
-  g.gPowerRewritten = s.carried.powerRewritten;
-  g.gFormulaFileName = s.carried.formulaFileName;
-  Class1& x = c.Variables.Item(var_index::XVar);
-  Class1& y = c.Variables.Item(var_index::YVar);
-  x.Value = DoubleOf(s.carried.xBits);
-  y.Value = DoubleOf(s.carried.yBits);
-  x.TypeVar = s.carried.xType;
-  y.TypeVar = s.carried.yType;
-  g.gParenDepth = s.parenDepth;
-  g.gErrCode = s.errCode;
-  g.gErr = s.err;
-  g.gReport = s.report;
-  g.gEndText = s.endText;
-  c.EchoText = s.echoText;
-  c.StringVariable = s.stringVariable;
-  c.Ans().Value = DoubleOf(s.ansBits);
-  c.Ans().TypeVar = s.ansType;
+  EachCarriedField(g, c, s.carried, PutField{});
+  EachOtherLeftField(g, c, s, PutField{});
 }
 
 class Recalculation {
