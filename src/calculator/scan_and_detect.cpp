@@ -105,7 +105,8 @@ void HandOver(Calculator& c) {
   // copies assign every cell's code in chain order, which the template sees.
   // Where nothing can have changed the chain, the copies are replayed on the
   // template without being made.
-  const bool silentRun = g.gErr.NumError == 0 && c.StringVariable.empty();
+  const bool silentRun = g.gErr.NumError == 0 && c.StringVariable.empty() &&
+                         !(PassOverRedundantSilentRun() && SilentRunIsRedundant(c));
   // The copy goes into the calculator's spare storage, taken out for the
   // time of the run so that a nested use of it finds its own.
   dna saved = std::move(c.SpareChain);

@@ -200,6 +200,11 @@ WordResult InverseRule(Word word, std::string_view argument, bool degree, double
 
 bool IsFunctionWord(std::string_view word) { return Recognize(word) != Word::Unknown; }
 
+bool IsTotalFunctionWord(std::string_view word) {
+  const Word which = Recognize(word);
+  return which != Word::Unknown && which != Word::Ln;
+}
+
 WordResult ApplyWordRule(std::string_view word, std::string_view argument, std::string_view angleUnit) {
   const Word which = Recognize(word);
   switch (which) {

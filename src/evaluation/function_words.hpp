@@ -41,5 +41,9 @@ WordResult ApplyWordRule(std::string_view word, std::string_view argument, std::
 
 // True for the words that have a rule, under the case rules above.
 bool IsFunctionWord(std::string_view word);
+// True for the words whose rule answers every number with a value or a refusal
+// (the cells given up) and fails by overflow alone: all but Ln, for which the
+// logarithm of 0 is a failure of its own.
+bool IsTotalFunctionWord(std::string_view word);
 
 }  // namespace morvex

@@ -2,9 +2,11 @@
 
 #include <array>
 
+#include "core/double_bits.hpp"
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
 #include "evaluation/formula_expansion.hpp"
+#include "evaluation/function_words.hpp"
 #include "evaluation/number_text.hpp"
 #include "evaluation/reducer.hpp"
 #include "evaluation/stage_tables.hpp"
@@ -90,7 +92,77 @@ constexpr std::array<Stage, 7> kPreReduceStages = {{
 
 constexpr DriverProfile kPreReduceChain{.stages = kPreReduceStages, .general = NoGeneral};
 
+bool HasDigit(std::string_view text) {
+  for (char ch : text) {
+    if (ch >= '0' && ch <= '9') return true;
+  }
+  return false;
+}
+
+// Whether the cell at i, of a chain of `count` cells, is one of plain
+// arithmetic: see SilentRunIsRedundant.
+bool IsPlainCell(const Calculator& c, const dna& chain, int32_t i, int32_t count) {
+  const Cell& cell = chain[i];
+  const int16_t next = i < count ? chain[i + 1].NameStr() : int16_t{TypeNone};
+  switch (cell.NameStr()) {
+    case TypeNumber:
+      return HasDigit(cell.Value());
+    case TypePlus:
+    case TypeOper:
+    case TypePower:
+    case TypeStart:
+    case TypeEnd:
+      return true;
+    case TypeSign:
+      return next == TypeNumber;
+    case TypeFactorial:
+      return i > 1 && chain[i - 1].NameStr() == TypeNumber;
+    case TypeWord: {
+      const std::string_view word = cell.Value();
+      if (word == "E" || EqualsIgnoreCase(word, "EXP")) return next == TypeNumber || next == TypeSign;
+      if (!IsTotalFunctionWord(word) || c.VariableIndex(word) != 0) return false;
+      return next == TypeNumber || next == TypeWord || next == TypeSign || next == TypeStart;
+    }
+    default:
+      // The comparisons and selections; not the remainder, whose division by 0 fails.
+      return cell.NameStr() >= TypeLess && cell.NameStr() < TypeBar;
+  }
+}
+
 }  // namespace
+
+// The silent run leaves error 13, XVar and YVar at 0, the formula scans'
+// second chain and error, and what its codes wrote into the successor
+// template. For a chain of plain arithmetic none of these can differ:
+// - its cells are numbers (with a digit), the operators + - * / ^ and 51 to
+//   58, parentheses, signs before a number, E and Exp before a number or sign,
+//   "!" after a number, and the function words but Ln that name no variable,
+//   before a number, a word, a sign or "(". Neither run binds, expands or
+//   rewrites a word power; the driver's passes before the groups are the same
+//   in both and leave no sign, exponent or "!"; inside a group every step gives
+//   a number, gives up its cells or fails by overflow (which gives them up),
+//   so each group comes down to one number in both runs or ends the groups
+//   with a given-up cell in both, and the two reducers take the same steps.
+//   The silent run thus sets error 13 only where the calculation run ends with
+//   a given-up cell, which sets it too (gErrCode is 0, as detection passed);
+// - XVar and YVar already hold +0;
+// - the silent run assigns codes 1 and 0 alone, which leave the template's
+//   depth as it was, and the replay of the restore then writes the template
+//   as a second replay does.
+bool SilentRunIsRedundant(Calculator& c) {
+  if (Shared().gErrCode != 0 || BitsOf(c.XVar().Value) != 0 || BitsOf(c.YVar().Value) != 0) return false;
+  const dna& chain = c.WorkingChain;
+  const int32_t count = chain.Count();
+  for (int32_t i = 1; i <= count; ++i) {
+    if (!IsPlainCell(c, chain, i, count)) return false;
+  }
+  return true;
+}
+
+bool& PassOverRedundantSilentRun() {
+  static thread_local bool passOver = true;
+  return passOver;
+}
 
 void EvaluateChain(Calculator& c) { Drive(kEvaluateChain, c); }
 

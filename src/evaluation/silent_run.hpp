@@ -13,6 +13,13 @@ namespace morvex::detail {
 
 // Reduces the working chain silently.
 void EvaluateChain(Calculator& c);
+// True when the silent run of the working chain can leave nothing that the
+// calculation run does not leave on its own (see the definition for why), so
+// that the hand-over may pass it over.
+bool SilentRunIsRedundant(Calculator& c);
+// Per thread: whether the hand-over passes over a redundant silent run. On by
+// default; the tests run lines both ways and compare.
+bool& PassOverRedundantSilentRun();
 // Reduces first..last (first 0: the whole chain) silently; both follow the cells.
 void EvaluateReduce(Calculator& c, int32_t& first, int32_t& last);
 // The reduced twin for the group of a rewritten word power.
