@@ -21,6 +21,8 @@ class NameFinder {
   // there once gathered names are spelled "$"), in the order in which the
   // names are tried: the longest first, names of equal length in table order.
   void Find(std::string_view upperText, std::vector<int32_t>& positions) const;
+  // True while the table has no user name that Find could report.
+  bool Empty() const noexcept { return edges_.empty() && dollarNames_.empty(); }
 
  private:
   void Insert(std::string_view name, int32_t position);

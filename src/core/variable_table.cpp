@@ -1,6 +1,8 @@
 #include "core/variable_table.hpp"
 
+#include <algorithm>
 #include <atomic>
+#include <iterator>
 
 #include "core/errors.hpp"
 #include "core/text_case.hpp"
@@ -23,12 +25,16 @@ VariableString::VariableString(const VariableString& other)
     : variables_(other.variables_),
       containerKeys_(other.containerKeys_),
       positions_(other.positions_),
+      firstBytes_{other.firstBytes_[0], other.firstBytes_[1], other.firstBytes_[2], other.firstBytes_[3]},
+      lengths_(other.lengths_),
       lineage_(NewLineage()) {}
 
 VariableString::VariableString(VariableString&& other) noexcept
     : variables_(std::move(other.variables_)),
       containerKeys_(std::move(other.containerKeys_)),
       positions_(std::move(other.positions_)),
+      firstBytes_{other.firstBytes_[0], other.firstBytes_[1], other.firstBytes_[2], other.firstBytes_[3]},
+      lengths_(other.lengths_),
       lineage_(other.lineage_) {
   other = VariableString();
 }
@@ -43,10 +49,14 @@ VariableString& VariableString::operator=(VariableString&& other) noexcept {
   variables_ = std::move(other.variables_);
   containerKeys_ = std::move(other.containerKeys_);
   positions_ = std::move(other.positions_);
+  std::copy(std::begin(other.firstBytes_), std::end(other.firstBytes_), std::begin(firstBytes_));
+  lengths_ = other.lengths_;
   lineage_ = other.lineage_;
   other.variables_.clear();
   other.containerKeys_.clear();
   other.positions_.clear();
+  std::fill(std::begin(other.firstBytes_), std::end(other.firstBytes_), 0);
+  other.lengths_ = 0;
   other.lineage_ = NewLineage();
   return *this;
 }
@@ -58,8 +68,23 @@ Class1& VariableString::Add(std::string_view key, std::string_view containerKey)
   Class1& record = variables_.emplace_back();
   record.Key = std::string(key);
   containerKeys_.emplace_back(containerKey);
-  if (!containerKey.empty()) positions_.emplace(ToUpper(containerKey), Count());
+  if (!containerKey.empty()) {
+    positions_.emplace(ToUpper(containerKey), Count());
+    NoteShape(containerKey);
+  }
   return record;
+}
+
+void VariableString::NoteShape(std::string_view key) noexcept {
+  const unsigned char first = UpperChar(static_cast<unsigned char>(key[0]));
+  firstBytes_[first / 64] |= uint64_t{1} << (first % 64);
+  lengths_ |= uint64_t{1} << std::min<size_t>(key.size(), 63);
+}
+
+bool VariableString::MayHoldShape(std::string_view key) const noexcept {
+  if (key.empty()) return false;
+  const unsigned char first = UpperChar(static_cast<unsigned char>(key[0]));
+  return (firstBytes_[first / 64] >> (first % 64) & 1) != 0 && (lengths_ >> std::min<size_t>(key.size(), 63) & 1) != 0;
 }
 
 Class1& VariableString::Item(int32_t index) {
@@ -94,7 +119,7 @@ void VariableString::Remove(std::string_view key) {
 }
 
 int32_t VariableString::IndexOfKey(std::string_view key) const noexcept {
-  if (positions_.empty()) return 0;
+  if (!MayHoldShape(key)) return 0;
   auto found = positions_.find(ToUpper(key));
   return found == positions_.end() ? 0 : found->second;
 }

@@ -76,10 +76,17 @@ class VariableString {
 
  private:
   void ReindexFrom(size_t first);
+  void NoteShape(std::string_view key) noexcept;
+  bool MayHoldShape(std::string_view key) const noexcept;
 
   std::vector<Class1> variables_;
   std::vector<std::string> containerKeys_;  // in step with variables_; "" for none
   std::unordered_map<std::string, int32_t> positions_;  // upper-cased container key -> position
+  // The shapes of the keys ever added (upper-cased first byte, length up to
+  // 63): a key of another shape, such as a number or an operator of a line,
+  // is known to be absent without being hashed.
+  uint64_t firstBytes_[4] = {};
+  uint64_t lengths_ = 0;
   uint64_t lineage_;
 };
 

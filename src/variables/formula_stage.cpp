@@ -123,6 +123,7 @@ void SortVariables(const Calculator& c) {
 void MarkVariables(Calculator& c) {
   NameFinder& finder = c.Names;
   finder.Follow(c.Variables);
+  if (finder.Empty()) return;  // no name to look for: the line is not spelled out
   thread_local std::vector<int32_t> candidates;
   finder.Find(SpellForVariables(c.WorkingChain), candidates);
   for (int32_t position : candidates) MarkName(c.WorkingChain, c.Variables.Item(position).Key);
