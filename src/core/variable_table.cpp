@@ -81,11 +81,6 @@ void VariableString::NoteShape(std::string_view key) noexcept {
   lengths_ |= uint64_t{1} << std::min<size_t>(key.size(), 63);
 }
 
-bool VariableString::MayHoldShape(std::string_view key) const noexcept {
-  if (key.empty()) return false;
-  const unsigned char first = UpperChar(static_cast<unsigned char>(key[0]));
-  return (firstBytes_[first / 64] >> (first % 64) & 1) != 0 && (lengths_ >> std::min<size_t>(key.size(), 63) & 1) != 0;
-}
 
 Class1& VariableString::Item(int32_t index) {
   if (index < 1 || index > Count()) {
@@ -118,8 +113,7 @@ void VariableString::Remove(std::string_view key) {
   Remove(index);
 }
 
-int32_t VariableString::IndexOfKey(std::string_view key) const noexcept {
-  if (!MayHoldShape(key)) return 0;
+int32_t VariableString::FindKey(std::string_view key) const noexcept {
   auto found = positions_.find(ToUpper(key));
   return found == positions_.end() ? 0 : found->second;
 }

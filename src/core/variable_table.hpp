@@ -1,11 +1,14 @@
 // The variable table: named numbers and named formulas of one calculator.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
+
+#include "core/text_case.hpp"
 
 namespace morvex {
 
@@ -64,7 +67,7 @@ class VariableString {
   void Remove(int32_t index);
   void Remove(std::string_view key);
   // The position of the record under a container key, 0 when there is none.
-  int32_t IndexOfKey(std::string_view key) const noexcept;
+  int32_t IndexOfKey(std::string_view key) const noexcept { return MayHoldShape(key) ? FindKey(key) : 0; }
   // Gives record `index` the spelling `key` (the same name in another case).
   void Respell(int32_t index, std::string_view key);
   uint64_t Lineage() const noexcept { return lineage_; }
@@ -77,7 +80,12 @@ class VariableString {
  private:
   void ReindexFrom(size_t first);
   void NoteShape(std::string_view key) noexcept;
-  bool MayHoldShape(std::string_view key) const noexcept;
+  bool MayHoldShape(std::string_view key) const noexcept {
+    if (key.empty()) return false;
+    const unsigned char first = UpperChar(static_cast<unsigned char>(key[0]));
+    return (firstBytes_[first / 64] >> (first % 64) & 1) != 0 && (lengths_ >> std::min<size_t>(key.size(), 63) & 1) != 0;
+  }
+  int32_t FindKey(std::string_view key) const noexcept;
 
   std::vector<Class1> variables_;
   std::vector<std::string> containerKeys_;  // in step with variables_; "" for none

@@ -12,9 +12,14 @@ size_t IndexOfKind(std::span<const Stage> stages, StageKind kind) {
   return stages.size();
 }
 
-// Stages after which the chain may hold kinds of cells it did not hold before.
-bool BringsNewCells(StageKind kind) {
-  return kind == StageKind::Formula || kind == StageKind::WordPower || kind == StageKind::RewriteGroups;
+// Whether the chain may hold kinds of cells that it did not hold at the last
+// note: after the formula stage (which also begins every restart), and after a
+// word power was rewritten (its stage and the groups stage behind it). The
+// other passes make numbers and given-up cells alone, and of the passes that
+// follow them before the next formula stage none asks about a given-up cell.
+bool BroughtNewCells(StageKind kind) {
+  return kind == StageKind::Formula ||
+         ((kind == StageKind::WordPower || kind == StageKind::RewriteGroups) && Shared().gPowerRewritten);
 }
 
 StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : StageOutcome::Nothing; }
@@ -128,7 +133,7 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
     try {
       while (pc < profile.stages.size()) {
         StageOutcome outcome = RunStage(profile, profile.stages[pc], r);
-        if (BringsNewCells(profile.stages[pc].kind)) r.NoteChainTypes();
+        if (BroughtNewCells(profile.stages[pc].kind)) r.NoteChainTypes();
         if (outcome == StageOutcome::EndCall) break;
         pc = NextStage(profile.stages, pc, wordsIndex, outcome == StageOutcome::Reduced);
       }

@@ -138,7 +138,7 @@ void ResolveUnknownWords(Calculator& c) {
       word.append(chain[i].Value());
       if (!last) continue;
       if (IsUnknownWord(c, word, true)) AskForValue(c, word);
-    } else if (IsUnknownWord(c, word, false)) {
+    } else if (!word.empty() && IsUnknownWord(c, word, false)) {
       AskForValue(c, word);
     }
     word.clear();

@@ -5,10 +5,6 @@
 
 namespace morvex::detail {
 
-// Every record of the table is stored under its own name, so the hashed key
-// look-up finds the variable whose Key equals the name in any case.
-int32_t Calculator::VariableIndex(std::string_view name) const { return Variables.IndexOfKey(name); }
-
 bool Calculator::VariableExists(std::string_view name) const { return VariableIndex(name) != 0; }
 
 dna& Calculator::StoredChain(int32_t index) {

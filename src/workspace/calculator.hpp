@@ -125,7 +125,9 @@ class Calculator {
   // Variable table helpers.
   bool VariableExists(std::string_view name) const;
   // Position of the variable (case-blind), 0 when there is none.
-  int32_t VariableIndex(std::string_view name) const;
+  // Every record of the table is stored under its own name, so the hashed key
+  // look-up finds the variable whose Key equals the name in any case.
+  int32_t VariableIndex(std::string_view name) const { return Variables.IndexOfKey(name); }
   // The stored chain of variable `index`; failure 91 when the slot is missing.
   dna& StoredChain(int32_t index);
   void ResizeVariableChains();
