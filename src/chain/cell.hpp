@@ -12,42 +12,12 @@
 #include <string_view>
 
 #include "chain/cell_text.hpp"
+#include "chain/successor_table.hpp"
+#include "chain/type_codes.hpp"
 #include "core/successor_flags.hpp"
 
 namespace morvex {
 
-// Type codes (NameStr). An integer in spite of the historical name.
-enum TypeCode : int16_t {
-  TypeNone = 0,
-  TypeNumber = 1,
-  TypeWord = 2,
-  TypePlus = 3,
-  TypeOper = 4,
-  TypePower = 5,
-  TypeSign = 6,
-  TypeStart = 7,
-  TypeEnd = 8,
-  TypeAns = 9,
-  TypeExtra = 10,
-  TypeChar = 11,
-  TypePowerNum = 12,
-  TypeEquals = 13,
-  TypeXVar = 14,
-  TypeYVar = 15,
-  TypeFactorial = 16,
-  TypeComma = 20,
-  TypeLess = 51,
-  TypeGreater = 52,
-  TypeQuestion = 53,
-  TypeOpenBracket = 54,
-  TypeCloseBracket = 55,
-  TypeHash = 56,
-  TypeAt = 57,
-  TypeColon = 58,
-  TypeBar = 59,
-  TypeFormulaFile = 98,
-  TypeVariable = 99,
-};
 
 class Cell {
  public:
@@ -55,7 +25,10 @@ class Cell {
 
   // Assigning the type code stores it and writes the code's successor row into
   // the shared template gNext (with the depth bookkeeping of codes 7, 8).
-  void NameStr(int16_t code);
+  void NameStr(int16_t code) {
+    nameStr_ = code;
+    WriteSuccessorRow(code);
+  }
   int16_t NameStr() const noexcept { return nameStr_; }
   // Stores a code without touching the template: for a copy whose assignment
   // has already been replayed on the template in the calculator's own order.

@@ -58,6 +58,8 @@ constexpr std::array<ReservedWord, 20> kReservedWords = {{
 
 }  // namespace
 
+int16_t CharClass(char c) { return kCharClasses[static_cast<unsigned char>(c)]; }
+
 void ClassifyChar(char c) {
   int16_t cls = kCharClasses[static_cast<unsigned char>(c)];
   if (cls != 0) Shared().gCharClass = cls;

@@ -19,6 +19,8 @@ inline constexpr int16_t Sin = 21, Cos = 22, Tan = 23, Cot = 24, ArcSin = 25, Ar
 // keeps the class of the character before it (of the previous line, at the
 // start of a line).
 void ClassifyChar(char c);
+// The class of `c`, 0 for a character without a class of its own.
+int16_t CharClass(char c);
 
 // The word code of a reserved word, 0 for none. A user variable (from the
 // fourth on) of exactly this spelling hides the reserved word; XVar and YVar

@@ -1,6 +1,8 @@
 // Line cutting: the line becomes one cell per character; the expression ends
 // at the first equals sign or the first space, a target name may follow the
 // equals sign, and what stands behind goes to the trailing text.
+#include <algorithm>
+
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
 #include "scanner/classify.hpp"
@@ -8,8 +10,6 @@
 
 namespace morvex::detail {
 namespace {
-
-constexpr std::string_view kEndMarkerKey = "EndVer";
 
 void SetEndText(std::string text) {
   SharedState& g = Shared();
@@ -23,10 +23,31 @@ void AppendEndText(std::string_view text) {
   g.gReport.StrEnd = g.gEndText;
 }
 
-std::string JoinValues(const dna& chain, int32_t first, int32_t last) {
-  std::string text;
-  for (int32_t i = first; i <= last; ++i) text.append(chain[i].Value());
-  return text;
+// How a line is cut, found from its text before any cell is made: the cells
+// are its characters up to a second double quote or an apostrophe, a first
+// double quote standing as a blank; the cut lies at the first equals sign (by
+// class: a character without a class takes the one before it) or else the
+// first blank, else behind the last cell.
+struct LineShape {
+  size_t cells = 0;
+  size_t quote = 0;     // the cell of the opening double quote, 0 for none
+  size_t equals = 0;    // the first cell of the class of "=", 0 for none
+  size_t blank = 0;     // the first blank cell, cells + 1 for none
+};
+
+LineShape ShapeOf(std::string_view text, int16_t charClass) {
+  LineShape shape;
+  for (char ch : text) {
+    if (const int16_t cls = CharClass(ch); cls != 0) charClass = cls;
+    if (ch == '"' && shape.quote != 0) break;
+    if (ch == '\'') break;
+    ++shape.cells;
+    if (ch == '"') shape.quote = shape.cells;
+    if (shape.equals == 0 && charClass == TypeEquals) shape.equals = shape.cells;
+    if (shape.blank == 0 && (ch == ' ' || ch == '"')) shape.blank = shape.cells;
+  }
+  if (shape.blank == 0) shape.blank = shape.cells + 1;
+  return shape;
 }
 
 }  // namespace
@@ -50,51 +71,42 @@ void CutLine(Calculator& c, std::string_view text) {
   g.gNext.StartNumber(0);
   g.gParenDepth = 0;
 
-  // One cell per character. A first double quote starts a string (its cell is
-  // a space, so the trailing text begins there); a second one, or an
-  // apostrophe, ends the line.
+  const LineShape shape = ShapeOf(text, g.gCharClass);
+  const size_t cut = shape.equals != 0 ? shape.equals : shape.blank;
+
+  // One cell per character before the cut. Every character of the line still
+  // classifies and writes its row into the template, in order, as the cells
+  // behind the cut did before they were cut away. A line longer than a chain
+  // fails where the chain is full.
+  const bool overlong = shape.cells >= static_cast<size_t>(dna::kMaxCells);
   dna& chain = c.WorkingChain;
-  bool inString = false;
-  for (char ch : text) {
+  chain.Reserve(static_cast<int32_t>(std::min(cut, static_cast<size_t>(dna::kMaxCells))));
+  for (size_t i = 1; i <= shape.cells; ++i) {
+    const char ch = text[i - 1];
     ClassifyChar(ch);
-    bool quoteAsSpace = false;
-    if (ch == '"' && !inString) {
-      inString = true;
-      quoteAsSpace = true;
-    } else if (ch == '"') {
-      break;
+    if (i >= cut && !overlong) {
+      WriteSuccessorRow(g.gCharClass);
+      continue;
     }
-    if (ch == '\'') break;
     Cell& cell = chain.Add(flag::AddPattern);
     cell.NameStr(g.gCharClass);
     cell.SetFlags(g.gNext.GetFlags());
-    cell.Value(quoteAsSpace ? std::string_view(" ") : std::string_view(&ch, 1));
+    cell.Value(i == shape.quote ? std::string_view(" ") : std::string_view(&ch, 1));
   }
-  Cell& endMarker = chain.Add(flag::AddPattern, kEndMarkerKey);
-  endMarker.Value(" ");
-  endMarker.NameStr(TypeNone);
+  if (overlong) FailOverflow("a chain holds at most 32,767 cells");
 
-  // Where the expression ends.
+  // The target name and the trailing text.
   SetEndText("");
-  int32_t equalsPosition = 0;
-  int32_t spacePosition = 0;
-  for (int32_t i = 1; i <= chain.Count(); ++i) {
-    if (equalsPosition == 0 && chain[i].NameStr() == TypeEquals) equalsPosition = i;
-    if (spacePosition == 0 && chain[i].Value() == " ") spacePosition = i;
-  }
-  const int32_t endPosition = chain.Count();
-  int32_t cut = spacePosition;
   c.StringVariable.clear();
-  if (equalsPosition != 0) {
-    cut = equalsPosition;
-    if (equalsPosition < spacePosition) {
-      c.StringVariable = SplitTargetName(JoinValues(chain, equalsPosition + 1, spacePosition - 1));
-    }
+  if (shape.equals != 0 && shape.equals < shape.blank) {
+    c.StringVariable = SplitTargetName(text.substr(shape.equals, shape.blank - 1 - shape.equals));
   }
   g.gReport.StrVariable = c.StringVariable;
-
-  if (cut != endPosition) AppendEndText(JoinValues(chain, spacePosition + 1, endPosition - 1));
-  while (chain.Count() >= cut) chain.Remove(chain.Count());
+  if (cut <= shape.cells) {
+    std::string tail(text.substr(std::min(shape.blank, shape.cells), shape.cells - std::min(shape.blank, shape.cells)));
+    if (shape.quote > shape.blank) tail[shape.quote - shape.blank - 1] = ' ';
+    AppendEndText(tail);
+  }
 }
 
 }  // namespace morvex::detail
