@@ -53,6 +53,14 @@ class CellText {
     size_ = needed;
   }
   void prepend(std::string_view text) {
+    const uint32_t needed = size_ + static_cast<uint32_t>(text.size());
+    const bool aliases = text.data() >= data() && text.data() < data() + capacity();
+    if (needed <= capacity() && !aliases) {
+      std::memmove(data() + text.size(), data(), size_);
+      std::memcpy(data(), text.data(), text.size());
+      size_ = needed;
+      return;
+    }
     std::string joined;
     joined.reserve(text.size() + size_);
     joined.append(text).append(view());

@@ -41,6 +41,14 @@ void dna::Remove(int32_t index) {
   back_.pop_back();
 }
 
+void dna::Remove(int32_t index, int32_t count) {
+  if (count <= 0) return;
+  Item(index);  // checks the positions
+  Item(index + count - 1);
+  MoveEditPoint(static_cast<size_t>(index - 1));
+  for (int32_t k = 0; k < count; ++k) back_.pop_back();
+}
+
 void dna::Remove(std::string_view key) {
   int32_t index = IndexOfKey(key);
   if (index == 0) Fail(failure_code::InvalidCall, "the chain has no cell under the key \"" + std::string(key) + "\"");

@@ -25,7 +25,22 @@ class dna {
   Cell& Item(std::string_view key);
   int32_t Count() const noexcept { return static_cast<int32_t>(front_.size() + back_.size()); }
   void Remove(int32_t index);
+  // Removes `count` cells from position `index` on.
+  void Remove(int32_t index, int32_t count);
   void Remove(std::string_view key);
+  // Removes every cell for which `drop` is true, keeping the others in order:
+  // one sweep, where removing them one by one would move the edit point each time.
+  template <class Drop>
+  void RemoveWhere(Drop&& drop) {
+    MoveEditPoint(static_cast<size_t>(Count()));
+    size_t kept = 0;
+    for (size_t k = 0; k < front_.size(); ++k) {
+      if (drop(front_[k])) continue;
+      if (kept != k) front_[kept] = std::move(front_[k]);
+      ++kept;
+    }
+    front_.erase(front_.begin() + static_cast<std::ptrdiff_t>(kept), front_.end());
+  }
   // Inserts `cell` before position `index` (Count()+1 appends).
   void Insert(int32_t index, Cell cell);
   void Reserve(int32_t cells) { front_.reserve(static_cast<size_t>(cells)); }

@@ -43,13 +43,13 @@ void RecountParentheses(dna& chain) {
   g.gParenDepth = 0;
   g.gParenDepth2 = 0;
   g.gNext.StartNumber(0);
-  for (Cell& cell : chain) {
-    cell.NameStr(cell.NameStr());
+  chain.ForEach(1, chain.Count(), [&g](const Cell& cell) {
+    WriteSuccessorRow(cell.NameStr());  // the code assigned again, as the template sees it
     const int16_t step = cell.NameStr() == TypeStart ? 1 : cell.NameStr() == TypeEnd ? -1 : 0;
-    if (step == 0) continue;
+    if (step == 0) return;
     g.gParenDepth = CheckedInt16(g.gParenDepth + step);
     g.gParenDepth2 = CheckedInt16(g.gParenDepth2 + step);
-  }
+  });
 }
 
 int32_t FindMultiplePoint(const dna& chain) {

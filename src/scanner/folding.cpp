@@ -16,14 +16,28 @@ void FoldPair(dna& chain, int32_t i) {
 }
 
 void FoldDigits(dna& chain) {
-  for (int32_t i = 1; i < chain.Count();) {
-    if (chain[i].NameStr() == TypeNumber && chain[i + 1].NameStr() == TypeNumber) {
-      FoldPair(chain, i);
-      chain[i].NameStr(TypeNumber);
-    } else {
-      ++i;
+  // A run of number cells folds at once: the last cell takes the whole text
+  // and keeps its flags, as folding the pairs one by one leaves it; the cells
+  // before it are marked and go in one sweep. Each fold assigned the code of
+  // a number, which writes the same row every time.
+  constexpr int16_t kFolded = -1;
+  thread_local std::string run;
+  bool folded = false;
+  for (int32_t i = 1; i < chain.Count(); ++i) {
+    if (chain[i].NameStr() != TypeNumber || chain[i + 1].NameStr() != TypeNumber) continue;
+    int32_t last = i + 1;
+    while (last < chain.Count() && chain[last + 1].NameStr() == TypeNumber) ++last;
+    run.clear();
+    for (int32_t k = i; k <= last; ++k) {
+      run.append(chain[k].Value());
+      if (k < last) chain[k].SetNameStrQuietly(kFolded);
     }
+    chain[last].Value(run);
+    chain[last].NameStr(TypeNumber);
+    folded = true;
+    i = last;
   }
+  if (folded) chain.RemoveWhere([](const Cell& cell) { return cell.NameStr() == kFolded; });
 }
 
 void MarkExponents(dna& chain) {
