@@ -68,6 +68,12 @@ constexpr ReducerProfile kReduceRange{.stages = stages::kRangeStages,
 // does not come down to one cell, or gives up a cell, ends the group rounds.
 constexpr GroupRule kLoudGroup[] = {{.reduce = RunReduce, .endUnlessOneCell = true}};
 
+// A cell as StoreResult makes it, whatever its value.
+bool IsAnsCell(const Cell& cell) {
+  return cell.GetFlags() == (flag::AddPattern & flag::All) && cell.NameStr() == TypeNone && cell.StartNumber() == 0 &&
+         cell.ContainerKey() == "Ans" && cell.KeyVal() == "Ans";
+}
+
 // The value of the line goes to ResultText, Ans and a plain target.
 void StoreResult(Calculator& c, const std::string& kept, const std::string& resultText) {
   SharedState& g = Shared();
@@ -76,13 +82,19 @@ void StoreResult(Calculator& c, const std::string& kept, const std::string& resu
   c.Ans().TypeVar = var_type::Plain;
   g.gErrCode = 0;
   c.ResizeVariableChains();
-  // Ans's chain is one cell made anew, in the storage of the last line's.
+  // Ans's chain is one cell under the key "Ans"; the cell that the last
+  // line made is taken again when nothing has touched it but its value.
   std::optional<dna>& slot = c.VariableChains[var_index::Ans];
   if (!slot) slot.emplace();
-  slot->Clear();
-  Cell& cell = slot->Add(flag::AddPattern, "Ans");
-  cell.KeyVal("Ans");
-  cell.Value(FormatNumber(value).view());
+  const NumberText text = FormatNumber(value);
+  if (slot->Count() == 1 && IsAnsCell((*slot)[1])) {
+    (*slot)[1].Value(text.view());
+  } else {
+    slot->Clear();
+    Cell& cell = slot->Add(flag::AddPattern, "Ans");
+    cell.KeyVal("Ans");
+    cell.Value(text.view());
+  }
   if (kept.empty()) return;
   const int32_t index = c.VariableIndex(kept);
   if (index != 0 && c.Variables.Item(index).TypeVar == var_type::Plain) {
