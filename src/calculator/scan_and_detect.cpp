@@ -89,7 +89,7 @@ void CollectError(Calculator& c) {
 
 void HandOver(Calculator& c) {
   SharedState& g = Shared();
-  c.EchoText = c.WorkingChain.Join();
+  c.WorkingChain.JoinInto(c.EchoText);
   RemoveCommas(c.WorkingChain);
 
   // A target with no expression ("=x") makes no variable and gives no result.

@@ -1,6 +1,7 @@
 #include "chain/dna.hpp"
 
 #include <algorithm>
+#include <cstring>
 
 #include "chain/successor_table.hpp"
 #include "core/errors.hpp"
@@ -81,12 +82,21 @@ void dna::ShiftEditPoint(size_t cellsBefore) {
 }
 
 std::string dna::Join() const {
+  std::string text;
+  JoinInto(text);
+  return text;
+}
+
+void dna::JoinInto(std::string& text) const {
   size_t length = 0;
   ForEach(1, Count(), [&](const Cell& cell) { length += cell.Text().size(); });
-  std::string text;
-  text.reserve(length);
-  ForEach(1, Count(), [&](const Cell& cell) { text.append(cell.Value()); });
-  return text;
+  text.resize(length);
+  char* out = text.data();
+  ForEach(1, Count(), [&](const Cell& cell) {
+    const std::string_view value = cell.Value();
+    std::memcpy(out, value.data(), value.size());
+    out += value.size();
+  });
 }
 
 int32_t dna::IndexOfKey(std::string_view key) const noexcept {
@@ -98,7 +108,8 @@ int32_t dna::IndexOfKey(std::string_view key) const noexcept {
 }
 
 void ReplayCopy(const dna& source) {
-  source.ForEach(1, source.Count(), [](const Cell& cell) { WriteSuccessorRow(cell.NameStr()); });
+  SuccessorTemplate& next = Shared().gNext;
+  source.ForEach(1, source.Count(), [&next](const Cell& cell) { WriteSuccessorRow(next, cell.NameStr()); });
 }
 
 dna CopyChain(const dna& source) {

@@ -51,6 +51,8 @@ class dna {
 
   // The Values of all cells, joined.
   std::string Join() const;
+  // The same into `text`, whose storage it reuses.
+  void JoinInto(std::string& text) const;
 
   // Unchecked access for the passes, which keep their positions in range.
   Cell& operator[](int32_t index) noexcept { return At(static_cast<size_t>(index - 1)); }

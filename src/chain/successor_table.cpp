@@ -2,16 +2,11 @@
 
 namespace morvex {
 
-void WriteSuccessorRowSlowly(int16_t code) {
-  SharedState& g = Shared();
-  if (code == TypeStart) {
-    g.gNext.StartNumber(CheckedInt16(g.gNext.StartNumber() + 1));
-  }
+void WriteSuccessorRowSlowly(SuccessorTemplate& next, int16_t code) {
+  if (code == TypeStart) next.StartNumber(CheckedInt16(next.StartNumber() + 1));
   Flags row = 0;
-  if (SuccessorRow(code, g.gNext.StartNumber() > 0, row)) g.gNext.SetFlags(row);
-  if (code == TypeEnd) {
-    g.gNext.StartNumber(CheckedInt16(g.gNext.StartNumber() - 1));
-  }
+  if (SuccessorRow(code, next.StartNumber() > 0, row)) next.SetFlags(row);
+  if (code == TypeEnd) next.StartNumber(CheckedInt16(next.StartNumber() - 1));
 }
 
 }  // namespace morvex

@@ -94,19 +94,21 @@ inline constexpr std::array<Entry, 128> kEntries = MakeEntries();
 
 // Writes the row of a parenthesis with the depth bookkeeping, or of a code
 // outside the table.
-void WriteSuccessorRowSlowly(int16_t code);
+void WriteSuccessorRowSlowly(SuccessorTemplate& next, int16_t code);
 
-// Writes the row of `code` into gNext, with the depth bookkeeping of the open
-// and close parenthesis. Codes without a row leave gNext as it is.
-inline void WriteSuccessorRow(int16_t code) {
+// Writes the row of `code` into the template `next` (gNext), with the depth
+// bookkeeping of the open and close parenthesis. Codes without a row leave it
+// as it is.
+inline void WriteSuccessorRow(SuccessorTemplate& next, int16_t code) {
   if (code == TypeStart || code == TypeEnd || code < 0 || code >= 128) {
-    WriteSuccessorRowSlowly(code);
+    WriteSuccessorRowSlowly(next, code);
     return;
   }
   const successor_rows::Entry& entry = successor_rows::kEntries[static_cast<size_t>(code)];
   if (!entry.has) return;
-  SuccessorTemplate& next = Shared().gNext;
   next.SetFlags(entry.rows[next.StartNumber() > 0 ? 1 : 0]);
 }
+
+inline void WriteSuccessorRow(int16_t code) { WriteSuccessorRow(Shared().gNext, code); }
 
 }  // namespace morvex

@@ -44,7 +44,7 @@ void RecountParentheses(dna& chain) {
   g.gParenDepth2 = 0;
   g.gNext.StartNumber(0);
   chain.ForEach(1, chain.Count(), [&g](const Cell& cell) {
-    WriteSuccessorRow(cell.NameStr());  // the code assigned again, as the template sees it
+    WriteSuccessorRow(g.gNext, cell.NameStr());  // the code assigned again, as the template sees it
     const int16_t step = cell.NameStr() == TypeStart ? 1 : cell.NameStr() == TypeEnd ? -1 : 0;
     if (step == 0) return;
     g.gParenDepth = CheckedInt16(g.gParenDepth + step);
