@@ -246,6 +246,26 @@ bool ReadPlainNumber(std::string_view text, double& value) {
 
 }  // namespace
 
+bool IsOwnNumberText(std::string_view text) {
+  size_t i = !text.empty() && text[0] == '-' ? 1 : 0;
+  const bool negative = i == 1;
+  const size_t wholeStart = i;
+  while (i < text.size() && text[i] >= '0' && text[i] <= '9') ++i;
+  const size_t wholeDigits = i - wholeStart;
+  if (wholeDigits == 0 || (wholeDigits > 1 && text[wholeStart] == '0')) return false;
+  size_t fractionDigits = 0;
+  if (i < text.size()) {
+    if (text[i] != '.') return false;
+    for (++i; i < text.size(); ++i, ++fractionDigits) {
+      if (text[i] < '0' || text[i] > '9') return false;
+    }
+    if (fractionDigits == 0 || text.back() == '0') return false;
+  }
+  if (wholeDigits + fractionDigits > 15) return false;
+  // "-0" reads as 0, whose text has no minus.
+  return !(negative && fractionDigits == 0 && text[wholeStart] == '0');
+}
+
 double ReadNumber(std::string_view text) {
   double value;
   return ReadPlainNumber(text, value) ? value : Read(text, false);

@@ -48,6 +48,11 @@ double ReadNumber(std::string_view text);
 // "1.2.3", "2E", "abc"). Beyond the double range: failure 6.
 double ReadNumberStrict(std::string_view text);
 
+// True when `text` is the text that FormatNumber gives for the number it reads
+// as: a minus only before a number other than 0, no leading zeros, no zeros
+// ending a fraction, no exponent, at most 15 digits ("0", "-12", "0.25").
+bool IsOwnNumberText(std::string_view text);
+
 // The largest whole number not above x: -2.5 gives -3.
 double WholePart(double x);
 

@@ -86,14 +86,16 @@ void StoreResult(Calculator& c, const std::string& kept, const std::string& resu
   // line made is taken again when nothing has touched it but its value.
   std::optional<dna>& slot = c.VariableChains[var_index::Ans];
   if (!slot) slot.emplace();
-  const NumberText text = FormatNumber(value);
+  // A result spelled as the number text spells its value needs no writing.
+  NumberText written;
+  const std::string_view text = IsOwnNumberText(resultText) ? std::string_view(resultText) : (written = FormatNumber(value)).view();
   if (slot->Count() == 1 && IsAnsCell((*slot)[1])) {
-    (*slot)[1].Value(text.view());
+    (*slot)[1].Value(text);
   } else {
     slot->Clear();
     Cell& cell = slot->Add(flag::AddPattern, "Ans");
     cell.KeyVal("Ans");
-    cell.Value(text.view());
+    cell.Value(text);
   }
   if (kept.empty()) return;
   const int32_t index = c.VariableIndex(kept);
