@@ -1,7 +1,6 @@
 #include "chain/dna.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 #include "chain/successor_table.hpp"
 #include "core/errors.hpp"
@@ -93,9 +92,7 @@ void dna::JoinInto(std::string& text) const {
   text.resize(length);
   char* out = text.data();
   ForEach(1, Count(), [&](const Cell& cell) {
-    const std::string_view value = cell.Value();
-    std::memcpy(out, value.data(), value.size());
-    out += value.size();
+    for (const char ch : cell.Value()) *out++ = ch;  // most cells hold one character
   });
 }
 
