@@ -32,7 +32,6 @@
 #include "run/sub_expression_run.hpp"
 #include "scanner/scanner.hpp"
 #include "test_support.hpp"
-#include "variables/formula_stage.hpp"
 
 namespace morvex {
 namespace {
@@ -75,16 +74,6 @@ void LayOut(dna& chain, const std::string& cells) {
     cell.Value(written.substr(0, written.rfind(':')));
     cell.NameStr(static_cast<int16_t>(std::stoi(written.substr(written.rfind(':') + 1))));
   }
-}
-
-// The line cut, gathered, folded and perhaps detected on a calculator's working chain.
-std::string Folded(const std::string& line, bool detect) {
-  test::Calc calc;
-  detail::CutLine(calc.in(), line);
-  detail::RunFormulaStage(calc.in());
-  detail::FoldChain(calc.in());
-  if (detect) detail::DetectChain(calc.in());
-  return test::CellsText(calc.in().WorkingChain);
 }
 
 // A formula's text scanned on the second chain, loud or silent: its codes, then
@@ -149,21 +138,10 @@ const std::map<std::string, std::function<std::string(const Args&)>> kInternals 
        if (result.outcome == WordOutcome::Value) return std::string(result.text.view());
        return std::string(kOutcomes[static_cast<int>(result.outcome)]);
      }},
-    {"fold", [](const Args& a) { return Folded(a[0], false); }},
-    {"detect", [](const Args& a) { return Folded(a[0], true); }},
     {"scan", [](const Args& a) { return Scanned(a[0], false); }},
     {"scan2", [](const Args& a) { return Scanned(a[0], true); }},
     {"reduce", [](const Args& a) { return Reduced(a[0], a[1]); }},
     {"errorname", [](const Args& a) { return std::string(ErrorName(std::stoi(a[0]))); }},
-    // The tidying of the chain before the silent run, and the error it leaves.
-    {"tidy", [](const Args& a) {
-       test::Calc calc;
-       LayOut(calc.in().WorkingChain, a[0]);
-       Shared().gErr = CErrOcur();
-       detail::PreReduceChain(calc.in());
-       return calc.in().WorkingChain.Join() + " |" + Codes(calc.in().WorkingChain) + " | " +
-              std::to_string(Shared().gErr.NumError);
-     }},
 };
 
 // One calculator of a session, with the host that answers prompts and records its events.
