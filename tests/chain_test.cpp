@@ -34,23 +34,7 @@ dna ChainOf(const Texts& values, int16_t code = TypeChar) {
   return chain;
 }
 
-// "(" counts before its row is written, ")" after: BEnd of a row says a
-// partner is open. The scanner's own counters are left alone.
-TEST_F(Chain, ParenthesisCodesMoveTheTemplateDepth) {
-  // code, depth before, BEnd after, depth after
-  const std::tuple<int16_t, int16_t, bool, int16_t> cases[] = {
-      {TypeEnd, 0, false, -1}, {TypeEnd, 1, true, 0}, {TypeEnd, -2, false, -3}, {TypeStart, -1, false, 0}};
-  for (const auto& [code, before, bEnd, after] : cases) {
-    Shared().gNext.StartNumber(before);
-    Shared().gParenDepth = 5;
-    Cell().NameStr(code);
-    EXPECT_EQ(Shared().gNext.Has(flag::BEnd), bEnd) << code << " from " << before;
-    EXPECT_EQ(Shared().gNext.StartNumber(), after) << code << " from " << before;
-    EXPECT_EQ(Shared().gParenDepth, 5);
-  }
-}
-
-TEST_F(Chain, KeysAndPositions) {
+TEST_F(Chain, KeysPositionsAndTheLimitOfCells) {
   dna chain = ChainOf({"a", "b", "c", "d"});
   chain.Item(3).ContainerKey("EndVer");
   EXPECT_EQ(FailureCode([&] { chain.Add(0, "ENDver"); }), failure_code::KeyInUse);
@@ -62,6 +46,9 @@ TEST_F(Chain, KeysAndPositions) {
   EXPECT_EQ(chain.Item("ENDVER").Value(), "c") << "later cells move down with their keys";
   chain.Remove("endver");
   EXPECT_EQ(test::Values(chain), (Texts{"a", "d", "", ""}));
+  dna full;
+  for (int i = 0; i < 32767; ++i) full.Add(0);
+  EXPECT_EQ(FailureCode([&] { full.Add(0); }), failure_code::Overflow);
 }
 
 TEST_F(Chain, CharacterPositionsOfCells) {

@@ -15,12 +15,10 @@
 #include <gtest/gtest.h>
 
 #include <charconv>
-#include <cmath>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
-#include <random>
 #include <sstream>
 
 #include "core/errors.hpp"
@@ -404,38 +402,6 @@ TEST_P(Golden, GivesItsExpectedProperties) { EXPECT_GT(GoldenFile().Run(GetParam
 
 INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(GoldenFiles()),
                          [](const ::testing::TestParamInfo<fs::path>& info) { return info.param.stem().string(); });
-
-// Random doubles: the text has the 15 significant digits of an independent
-// rounding, the plain or exponent form by its rule, and reads back to itself.
-TEST(NumberText, AgreesWithIndependentRoundingAndReadsBackToItself) {
-  std::mt19937_64 random(20240601);
-  std::uniform_real_distribution<double> mantissa(1.0, 10.0);
-  std::uniform_int_distribution<int> power(-320, 306);
-  for (int i = 0; i < 20000; ++i) {
-    const double x = (i % 2 ? -1 : 1) * mantissa(random) * std::pow(10.0, power(random));
-    if (x == 0) continue;
-    const std::string text = NumberToText(x);
-    char reference[40];
-    std::snprintf(reference, sizeof reference, "%.14e", std::fabs(x));
-    std::string digits = std::string(1, reference[0]) + std::string(reference + 2, 14);
-    digits.erase(digits.find_last_not_of('0') + 1);
-    const int exponent = std::atoi(reference + 17);
-    const bool exponentForm = exponent >= 15 || (exponent < 0 && int(digits.size()) - exponent - 1 > 15);
-    std::string expected = x < 0 ? "-" : "";
-    if (exponentForm) {
-      expected += digits.substr(0, 1) + (digits.size() > 1 ? "." + digits.substr(1) : "") + "E" + (exponent < 0 ? "-" : "+") +
-                  (std::abs(exponent) < 10 ? "0" : "") + std::to_string(std::abs(exponent));
-    } else if (exponent >= 0) {
-      digits.resize(std::max<size_t>(digits.size(), exponent + 1), '0');
-      expected += digits.substr(0, exponent + 1) + (digits.size() > size_t(exponent + 1) ? "." + digits.substr(exponent + 1) : "");
-    } else {
-      expected += "0." + std::string(-exponent - 1, '0') + digits;
-    }
-    ASSERT_EQ(text, expected) << Shortest(x);
-    ASSERT_EQ(ReadNumberStrict(text), ReadNumber(text));
-    ASSERT_EQ(NumberToText(ReadNumber(text)), text);
-  }
-}
 
 }  // namespace
 }  // namespace morvex

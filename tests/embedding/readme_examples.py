@@ -1,12 +1,8 @@
-"""The README's embedding examples, built and run as a host would build them.
-
-The README marks each example with `<!-- example: NAME -->` and its printed
-output with `<!-- output: NAME -->`, each followed by a fenced block. Modes:
-installed (build the C++ example with find_package and the C one with
-pkg-config against an installed build, run both, compare the output),
-subproject (configure with add_subdirectory; no test or tool target is made),
-exports (a shared library exports only the public interface). The Python
-example is run by the Python module's tests, through extract().
+"""The README's embedding examples (blocks marked `<!-- example: NAME -->`, their
+output `<!-- output: NAME -->`), built and run as a host builds them: installed
+(find_package and pkg-config against an installed build), subproject
+(add_subdirectory makes no test or tool target), exports (a shared library
+exports only the public interface). The Python module's tests use extract().
 """
 import argparse
 import os
