@@ -272,7 +272,6 @@ TEST(CliPlain, AnswersAsText) {
       {{}, "2+*3\n", "2+*3\n  ^\nerror 5: OperatorBadPosition\n"},
       {{}, "2+1/0\n", "2+1/0\n  ^^^\nerror 13: cannot be computed\n"},
       {{}, "2+3 cm\n$\n\n", "5\ncm\n\n\n"},
-      {{"--answer", "r=1.5"}, "r*2\n", "3\nNew Variable r Added\n"},
       {{}, ":functions\n2+3=x\n:functions\n", "no user variables\n5\nNew Variable x Added\nx = 2+3\n"},
       {{}, "2+3=len\nXVar^2=sq\n:vars\n",
        "5\nNew Variable len Added\nsq\nNew Variable sq Added\nAns   5\nXVar  0\nYVar  0\nlen   5       2+3\nsq    (XVar)  XVar^2\n"},
