@@ -1,6 +1,5 @@
-// Cells, the successor template and the chain container: how assigning a
-// parenthesis code moves the template's depth, the keyed chain, the
-// character-position helpers and the splice that moves cells.
+// The chain container: the keyed chain and its limit, the character-position
+// helpers, and the splice and the copy that replay the codes on the template.
 #include <gtest/gtest.h>
 
 #include "chain/dna.hpp"
