@@ -267,21 +267,19 @@ TEST(CliJson, HostCommandsAndTheStartUpFilePrintRecordsToo) {
   EXPECT_TRUE(RunJson(empty, {}, "", true).at(0)["events"].empty());
 }
 
+// Sessions of lines that do not depend on each other, one run each.
 TEST(CliPlain, AnswersAsText) {
   const std::tuple<std::vector<std::string>, std::string, std::string> cases[] = {  // args, input, output
-      {{}, "2+*3\n", "2+*3\n  ^\nerror 5: OperatorBadPosition\n"},
-      {{}, "2+1/0\n", "2+1/0\n  ^^^\nerror 13: cannot be computed\n"},
-      {{}, "2+3 cm\n$\n\n", "5\ncm\n\n\n"},
-      {{}, ":functions\n2+3=x\n:functions\n", "no user variables\n5\nNew Variable x Added\nx = 2+3\n"},
+      {{}, ":functions\n2+3=x\n:functions\n2+*3\n2+1/0\n2+3 cm\n$\n\n:rad\nsin(pi/2)\n:deg\n:load /nonexistent/lines.txt\n:frob\n" +
+               std::string(40000, '1') + "\n2+2\n:steps\n2+3\n:steps\n2+3\n",
+       "no user variables\n5\nNew Variable x Added\nx = 2+3\n2+*3\n  ^\nerror 5: OperatorBadPosition\n"
+       "2+1/0\n  ^^^\nerror 13: cannot be computed\n5\ncm\n\n\nangles in radians\n1\nangles in degrees\n"
+       "no such file: /nonexistent/lines.txt\nunknown command :frob; :help lists the commands\n"
+       "failure 6: a chain holds at most 32,767 cells\n4\nstep view on\n  [2+3] -> [5]\n5\nstep view off\n5\n"},
       {{}, "2+3=len\nXVar^2=sq\n:vars\n",
        "5\nNew Variable len Added\nsq\nNew Variable sq Added\nAns   5\nXVar  0\nYVar  0\nlen   5       2+3\nsq    (XVar)  XVar^2\n"},
-      {{}, ":rad\nsin(pi/2)\n:deg\n", "angles in radians\n1\nangles in degrees\n"},
-      {{}, ":load /nonexistent/lines.txt\n:frob\n",
-       "no such file: /nonexistent/lines.txt\nunknown command :frob; :help lists the commands\n"},
-      {{}, std::string(40000, '1') + "\n2+2\n", "failure 6: a chain holds at most 32,767 cells\n4\n"},
-      {{}, ":steps\n2+3\n:steps\n2+3\n", "step view on\n  [2+3] -> [5]\n5\nstep view off\n5\n"},
-      {{"--steps"}, "(2+3)*4\n", "  ([2+3])*4 -> ([5])*4\n  [(5)]*4 -> [5]*4\n  [5*4] -> [20]\n20\n"},
-      {{"--steps"}, "XVar^2=f\n1+f3\n",
+      {{"--steps"}, "(2+3)*4\nXVar^2=f\n1+f3\n",
+       "  ([2+3])*4 -> ([5])*4\n  [(5)]*4 -> [5]*4\n  [5*4] -> [20]\n20\n"
        "f\nNew Variable f Added\n  1+[f] -> 1+[9]\n      [XVar]^2 -> [3]^2\n      [3^2] -> [9]\n  [1+9] -> [10]\n10\n"},
       {{"--steps"}, "2=a\na*3=b\n5=a\n",
        "2\nNew Variable a Added\n  [a]*3 -> [2]*3\n  [2*3] -> [6]\n"
