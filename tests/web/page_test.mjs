@@ -24,8 +24,6 @@ const page = await openPage(process.env.CHROMIUM || "/usr/bin/chromium", [`--use
   "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--hide-scrollbars",
   "--disable-background-networking", "--disable-component-update", "--disable-sync"]);
 try {
-  const setViewport = (width, height, deviceScaleFactor = 1) =>
-    page.send("Emulation.setDeviceMetricsOverride", { width, height, deviceScaleFactor, mobile: false });
   async function screenshot(file, fullPage = false) {
     const { cssContentSize: { width, height } } = await page.send("Page.getLayoutMetrics");
     const { data } = await page.send("Page.captureScreenshot", fullPage
@@ -33,6 +31,8 @@ try {
     writeFileSync(path.join(outDir, file), Buffer.from(data, "base64"));
   }
 
+  const setViewport = (width, height, deviceScaleFactor = 1) =>
+    page.send("Emulation.setDeviceMetricsOverride", { width, height, deviceScaleFactor, mobile: false });
   await setViewport(1280, 860);
   await page.send("Page.navigate", { url: pathToFileURL(path.join(pageDir, "index.html")).href });
   await page.waitFor(() => document.body?.dataset.ready === "true");
@@ -52,9 +52,8 @@ try {
 
   // A mark inside `selector`: the text before it, its own text and the row's.
   const marked = (selector, markSelector) => $eval(selector, (row, markSelector) => {
-    const mark = row.querySelector(markSelector);
+    const mark = row.querySelector(markSelector), range = document.createRange();
     if (!mark) return { text: row.textContent, before: null, mark: null };
-    const range = document.createRange();
     range.setStart(row, 0);
     range.setEndBefore(mark);
     return { text: row.textContent, before: range.toString(), mark: mark.textContent,
@@ -63,7 +62,8 @@ try {
 
   // Steps through every frame of the last line from the first and compares
   // each with the Change and Change2 events that the calculator raises for it.
-  // Gives for each frame "p" if it showed characters just produced, else "c".
+  // Gives for each frame "p" if it showed characters just produced, else "c",
+  // in upper case in the second row.
   async function checkFrames(line, events) {
     let replaced = "";
     const steps = events.filter((event) => event.name === "Change" || event.name === "Change2");
@@ -75,7 +75,7 @@ try {
       const inFormula = event.name === "Change2";
       check(await visible("#formulaRow") === inFormula, `${line}: frame ${i + 1} second row shown`, show(event));
       const { replaced: isReplaced, ...got } = await marked(inFormula ? "#stepFormula" : "#stepMain", ".mark");
-      replaced += isReplaced ? "p" : "c";
+      replaced += inFormula ? (isReplaced ? "P" : "C") : (isReplaced ? "p" : "c");
       const want = { text: event.text, before: event.length > 0 ? event.text.slice(0, event.first - 1) : null,
         mark: event.length > 0 ? event.text.substr(event.first - 1, event.length) : null };
       check(show(got) === show(want), `${line}: frame ${i + 1}`, `${show(got)} != ${show(want)}`);
@@ -122,28 +122,36 @@ try {
       `${record.outString} (error ${record.errNumber})`);
   }
 
-  // The reduction, frame by frame, equal to the Change events.
-  await compute("2*(3+4)^2");
-  check(await text("#value") === "98", "2*(3+4)^2 answer", await text("#value"));
-  // The events as the calculator raises them natively: length, first, text.
+  // The events of 2*(3+4)^2 as the calculator raises them natively: length, first, text.
   const powerEvents = await eventsOf("2*(3+4)^2");
   const expectedPowerEvents = [
     [5, 3, "2*(3+4)^2"], [3, 4, "2*(3+4)^2"], [1, 4, "2*(7)^2"], [1, 3, "2*7^2"],
     [3, 3, "2*7^2"], [2, 3, "2*49"], [4, 1, "2*49"], [2, 1, "98"],
   ].map(([length, first, text]) => ({ name: "Change", length, first, text }));
   check(show(powerEvents) === show(expectedPowerEvents), "2*(3+4)^2 events", show(powerEvents));
-  const powerReplaced = await checkFrames("2*(3+4)^2", powerEvents);
-  // Consumed characters first, then the ones produced in their place.
-  check(powerReplaced === "ccppcpcp", "2*(3+4)^2: consumed and produced frames", powerReplaced);
 
-  // A formula word: worked out in the second row, then back in the line.
+  // The reduction, frame by frame, equal to the Change and Change2 events; a
+  // formula word worked out in the second row (upper case), then back in the
+  // line. Each frame shows characters about to be consumed (c) or just produced
+  // (p): most steps raise one event before and one after, pi and a formula's
+  // variable one before only, numbers side by side one before each, and a word
+  // power made into a group marks a part of it.
   await compute("XVar^2=sq");
   check((await text("#formulas")).includes("sq = XVar^2"), "formula in the panel", await text("#formulas"));
-  await compute("sq3+1");
-  check(await text("#value") === "10", "sq3+1 answer", await text("#value"));
-  const formulaEvents = await eventsOf("sq3+1");
-  check(formulaEvents.some((event) => event.name === "Change2"), "sq3+1 raises Change2", show(formulaEvents));
-  await checkFrames("sq3+1", formulaEvents);
+  await compute("XVar+PI=k");
+  for (const [line, value, frames] of [
+    ["2*(3+4)^2", "98", "ccppcpcp"],
+    ["sq3+1", "10", "CCPCcpcp"],
+    ["k1", "4.14159265358979", "CCCPCcp"],
+    ["PI*2", "6.28318530717958", "ccp"],
+    ["4(12)", "48", "cpccp"],
+    ["sin^2(30)", "0.25", "cpcpccppcp"],
+  ]) {
+    await compute(line);
+    check(await text("#value") === value, `${line}: answer`, await text("#value"));
+    const got = await checkFrames(line, await eventsOf(line));
+    check(got === frames, `${line}: consumed and produced frames`, got);
+  }
 
   // A plain variable appears in the panel; a new value updates it.
   await compute("2+3=x");
