@@ -19,7 +19,7 @@ export async function openPage(executable, args) {
   let lastId = 0, received = Buffer.alloc(0), sessionId;
   const stop = (error) => { for (const call of waiting.values()) call.reject(error); waiting.clear(); };
   const ended = new Promise((done) => chromium.on("exit", done)).then(() => stop(new Error("Chromium ended")));
-  chromium.on("error", stop);
+  for (const source of [chromium, commands]) source.on("error", stop);
   replies.on("data", (chunk) => {
     received = Buffer.concat([received, chunk]);
     for (let end; (end = received.indexOf(0)) >= 0; received = received.subarray(end + 1)) {

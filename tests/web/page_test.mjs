@@ -18,12 +18,15 @@ function check(condition, what, detail = "") {
   if (!condition) failures.push(`${what}${detail ? ": " + detail : ""}`);
 }
 const show = (value) => JSON.stringify(value);
+// A run that hangs fails (Chromium ends with the pipe); a whole run takes seconds.
+setTimeout(() => { console.error("FAIL the run took over two minutes"); process.exit(1); }, 120000).unref();
 
 const profile = mkdtempSync(path.join(tmpdir(), "morvex-chromium-"));
-const page = await openPage(process.env.CHROMIUM || "/usr/bin/chromium", [`--user-data-dir=${profile}`,
-  "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--hide-scrollbars",
-  "--disable-background-networking", "--disable-component-update", "--disable-sync"]);
+let page;
 try {
+  page = await openPage(process.env.CHROMIUM || "/usr/bin/chromium", [`--user-data-dir=${profile}`,
+    "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--hide-scrollbars",
+    "--disable-background-networking", "--disable-component-update", "--disable-sync"]);
   async function screenshot(file, fullPage = false) {
     const { cssContentSize: { width, height } } = await page.send("Page.getLayoutMetrics");
     const { data } = await page.send("Page.captureScreenshot", fullPage
@@ -130,12 +133,11 @@ try {
   ].map(([length, first, text]) => ({ name: "Change", length, first, text }));
   check(show(powerEvents) === show(expectedPowerEvents), "2*(3+4)^2 events", show(powerEvents));
 
-  // The reduction, frame by frame, equal to the Change and Change2 events; a
-  // formula word worked out in the second row (upper case), then back in the
-  // line. Each frame shows characters about to be consumed (c) or just produced
-  // (p): most steps raise one event before and one after, pi and a formula's
-  // variable one before only, numbers side by side one before each, and a word
-  // power made into a group marks a part of it.
+  // The reduction frame by frame, equal to the Change and Change2 events (a
+  // formula word's in the second row, upper case); each frame shows characters
+  // about to be consumed (c) or just produced (p). Most steps raise an event
+  // before and one after; pi and a formula's variable one before only, numbers
+  // side by side one before each; a word power's group is marked in part.
   await compute("XVar^2=sq");
   check((await text("#formulas")).includes("sq = XVar^2"), "formula in the panel", await text("#formulas"));
   await compute("XVar+PI=k");
@@ -202,11 +204,11 @@ try {
 } catch (error) {
   failures.push(`the run stopped: ${error.message}`);
 } finally {
-  await page.close();
+  await page?.close();
   rmSync(profile, { recursive: true, force: true });
 }
 
-for (const error of page.errors) check(false, "console error", error);
+for (const error of page?.errors ?? []) check(false, "console error", error);
 if (failures.length) {
   for (const failure of failures) console.error(`FAIL ${failure}`);
   process.exit(1);
