@@ -389,12 +389,13 @@ TEST(CliTerminal, LineEditorRecallsCompletesAndKeepsHistory) {
     PtySession session(home.str());
     if (!session.started()) GTEST_SKIP() << "no pseudo-terminal on this system";
     // Up recalls the line: the escape text of the arrow never reaches the
-    // calculator, which would ask for a value of "A". Tab completes a function word.
+    // calculator, which would ask for a value of "A". Tab completes a function
+    // word. Ctrl-C drops the line being typed and the session goes on.
     const std::pair<const char*, const char*> steps[] = {
         {"", "> "},          {"2+3\r", "2+3 = 5"},
         {"\x1b[A\r", "2+3 = 5"}, {"sq\t16\r", "Sqr16 = 4"},
         {"w*2\r", "value of w? "}, {"\r", "no value given: w stays an unknown word"},
-        {":vars\r", "YVar  0"},
+        {":vars\r", "YVar  0"}, {"7*\x03", "^C\r\n> "}, {"1+1\r", "1+1 = 2"},
     };
     for (const auto& [keys, text] : steps) ASSERT_TRUE(session.Type(keys, text)) << session.transcript();
     ASSERT_TRUE(session.Type(":quit\r", ""));
