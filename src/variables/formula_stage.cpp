@@ -131,6 +131,10 @@ void MarkVariables(Calculator& c) {
 
 void ResolveUnknownWords(Calculator& c) {
   dna& chain = c.WorkingChain;
+  // Words are made of letter cells: a line without one asks nothing.
+  bool anyLetter = false;
+  chain.ForEach(1, chain.Count(), [&anyLetter](const Cell& cell) { anyLetter = anyLetter || cell.NameStr() == TypeChar; });
+  if (!anyLetter) return;
   std::string word;
   for (int32_t i = 1; i <= chain.Count(); ++i) {
     const bool last = i == chain.Count();
