@@ -59,8 +59,7 @@ TEST(FastTextStream, SmallFilesSplitAtLineFeeds) {
     const auto path = folder.Write("case.txt", bytes).string();
     FastTextStream stream;
     ASSERT_TRUE(stream.OpenTextFileForReading(path));
-    EXPECT_EQ(stream.Path(), path);
-    EXPECT_EQ(stream.RealFilePosition(), int32_t(bytes.size()));
+    EXPECT_EQ(stream.Path() + "|" + std::to_string(stream.RealFilePosition()), path + "|" + std::to_string(bytes.size()));
     EXPECT_EQ(Entries(stream), entries);
     for (int16_t outside : {int16_t(-1), int16_t(entries.size()), std::numeric_limits<int16_t>::max()}) {
       EXPECT_EQ(stream.getBufferLine(outside), kOut) << outside;
@@ -72,6 +71,8 @@ TEST(FastTextStream, SmallFilesSplitAtLineFeeds) {
   }
 }
 
+// An empty file has no entries; a refused open leaves the stream without a
+// file and does not use up the one open the object allows.
 TEST(FastTextStream, EmptyAndRefusedFilesHaveNoEntries) {
   TempFolder folder;
   const auto real = folder.Write("real.txt", "1+1\n").string();
@@ -81,17 +82,12 @@ TEST(FastTextStream, EmptyAndRefusedFilesHaveNoEntries) {
   EXPECT_TRUE(empty.AtEndOfFile());
   EXPECT_EQ(empty.ReadLine(), std::nullopt);
   EXPECT_EQ(test::FailureCode([&] { (void)empty.getBufferLine(0); }), failure_code::SubscriptOutOfRange);
-
   for (const std::string& path : {folder.str() + "/missing.txt", folder.str() + "/sub.txt", std::string(),
                                   real + std::string("\0.bak", 5)}) {
-    SCOPED_TRACE(path);
     FastTextStream stream;
     EXPECT_FALSE(stream.OpenTextFileForReading(path));
-    EXPECT_EQ(stream.Path(), "");
-    EXPECT_EQ(stream.Size(), -1);
-    EXPECT_EQ(stream.RealFilePosition(), -1);
+    EXPECT_EQ(stream.Path() + std::to_string(stream.Size()) + std::to_string(stream.RealFilePosition()), "-1-1") << path;
     EXPECT_EQ(test::FailureCode([&] { (void)stream.ReadLine(); }), failure_code::SubscriptOutOfRange);
-    // A refused open does not use up the one open the object allows.
     ASSERT_TRUE(stream.OpenTextFileForReading(real));
     EXPECT_EQ(stream.ReadLine(), std::optional<std::string>("1+1"));
     EXPECT_FALSE(stream.OpenTextFileForReading(real));
@@ -99,8 +95,8 @@ TEST(FastTextStream, EmptyAndRefusedFilesHaveNoEntries) {
   }
 }
 
+// More opens than the process may hold files at once: each must be closed.
 TEST(FastTextStream, DestroyingTheStreamClosesTheFile) {
-  // More opens than the process may hold files at once: each must be closed.
   TempFolder folder;
   const auto path = folder.Write("f.txt", "1\n").string();
   rlimit saved{};

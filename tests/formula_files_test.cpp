@@ -61,7 +61,6 @@ TEST(FormulaFiles, NamingLineHasAnEmptyResult) {
 TEST(FormulaFiles, EndlessNestingEndsWithOutOfStackSpace) {
   const std::vector<std::pair<std::string, std::string>> cases[] = {
       {{"self.txt", "1=k\nself\n\n\n\n"}},
-      {{"self.txt", "self\nself\n\n\n\n"}},
       {{"self.txt", "self\nself\n\n\n\n"}, {"vbscript.txt", ""}},
       {{"ping.txt", "self\n\n\n"}, {"self.txt", "PING\n\n\n"}},
       {{"StartUp.txt", "startup\n\n\n"}, {"self.txt", "startup\n\n\n"}},
@@ -72,9 +71,7 @@ TEST(FormulaFiles, EndlessNestingEndsWithOutOfStackSpace) {
     for (const auto& [name, bytes] : files) calc.folder.Write(name, bytes);
     calc.Out("5=before");
     const int32_t code = FailureCode([&] { calc.Run("self"); });
-    if (files.back().first != "vbscript.txt" || code != 0) {
-      EXPECT_EQ(code, failure_code::OutOfStackSpace);
-    }
+    if (files.back().first != "vbscript.txt" || code != 0) { EXPECT_EQ(code, failure_code::OutOfStackSpace); }
     EXPECT_EQ(Shared().gNestingDepth, 0);
     calc.folder.Write("fine.txt", kMarkerFile);
     for (auto [line, out] : {std::pair{"before+1", "6"}, {"2+3=after", "5"}, {"after*2", "10"}, {"fine", ""}}) {
@@ -88,33 +85,29 @@ TEST(FormulaFiles, EndlessNestingEndsWithOutOfStackSpace) {
 // removed, a folder where a file was, and another program folder show at the
 // very next line.
 TEST(FormulaFiles, FolderChangesShowAtTheNextLine) {
-  for (bool oldFolder : {false, true}) {
-    SCOPED_TRACE(oldFolder ? "folder time long past" : "folder time now");
-    Calc calc;
-    const fs::path root = calc.folder.path();
-    if (oldFolder) fs::last_write_time(root, fs::file_time_type::clock::now() - std::chrono::hours(1));
-    calc.Run("zz");
-    calc.folder.Write("zz.txt", "1=first\n\n\n");
-    calc.Run("zz");
-    calc.folder.Write("zz.txt", "2=second\n\n\n");
-    calc.Run("zz");
-    EXPECT_TRUE(calc.Has("first") && calc.Has("second")) << "the file is read anew";
-    fs::rename(root / "zz.txt", root / "yy.txt");
-    calc.RunAll({"zz", "yy"});
-    fs::remove(root / "yy.txt");
-    fs::create_directory(root / "yy.txt");
-    fs::create_directory(root / "inner");
-    calc.folder.Write("inner/deep.txt", kMarkerFile);
-    calc.RunAll({"yy", "deep"});
-    EXPECT_EQ(calc.asked, (Texts{"zz", "zz", "yy", "deep"}));
-    EXPECT_FALSE(calc.Has("ran"));
-
-    test::TempFolder other;
-    other.Write("elsewhere.txt", kMarkerFile);
-    calc.m.ProgramFolder(other.str());
-    calc.Run("elsewhere");
-    EXPECT_TRUE(calc.Has("ran"));
-  }
+  Calc calc;
+  const fs::path root = calc.folder.path();
+  fs::last_write_time(root, fs::file_time_type::clock::now() - std::chrono::hours(1));  // an old folder time
+  calc.Run("zz");
+  calc.folder.Write("zz.txt", "1=first\n\n\n");
+  calc.Run("zz");
+  calc.folder.Write("zz.txt", "2=second\n\n\n");
+  calc.Run("zz");
+  EXPECT_TRUE(calc.Has("first") && calc.Has("second")) << "the file is read anew";
+  fs::rename(root / "zz.txt", root / "yy.txt");
+  calc.RunAll({"zz", "yy"});
+  fs::remove(root / "yy.txt");
+  fs::create_directory(root / "yy.txt");
+  fs::create_directory(root / "inner");
+  calc.folder.Write("inner/deep.txt", kMarkerFile);
+  calc.RunAll({"yy", "deep"});
+  EXPECT_EQ(calc.asked, (Texts{"zz", "zz", "yy", "deep"}));
+  EXPECT_FALSE(calc.Has("ran"));
+  test::TempFolder other;
+  other.Write("elsewhere.txt", kMarkerFile);
+  calc.m.ProgramFolder(other.str());
+  calc.Run("elsewhere");
+  EXPECT_TRUE(calc.Has("ran"));
 }
 
 // The chain that the formula stage leaves: the file's one cell of code 98,
@@ -155,8 +148,7 @@ TEST(Formulas, FormulaWithoutAStoredChain) {
   for (test::Calc* calc : {&s, &r}) calc->RunAll({"XVar^2=f", "5=h", "f3+XVar=g", "7=z"});
   s.in().VariableChains.at(4).reset();
   for (auto [line, value] : {std::pair{"f3", "f"}, {"2+f3", "2+f"}, {"f3=w", "f"}}) {
-    EXPECT_EQ(s.Out(line), value) << line;
-    EXPECT_EQ(s.m.ErrNumber(), 0) << line;
+    EXPECT_EQ(s.Out(line) + std::to_string(s.m.ErrNumber()), value + std::string("0")) << line;
   }
   r.in().VariableChains.at(5).reset();
   std::vector<double> shares;
@@ -200,7 +192,7 @@ TEST(Formulas, StoredTextThatFailsItsScanIsReportedAtItsPlace) {
     EXPECT_EQ((std::tuple(s.m.ErrNumber(), s.m.ErrFirst(), s.m.ErrLength(), s.m.ErrDescription())),
               (std::tuple(number, first, length, std::string(name))));
     EXPECT_EQ(s.Ans(), 5.0);
-    EXPECT_EQ(s.Out("2+3"), "5");
+    EXPECT_EQ(s.Out("2+3"), "5") << "the next line starts clean";
   }
 }
 
