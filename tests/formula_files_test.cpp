@@ -1,8 +1,8 @@
 // Formula files and formula variables where a line alone cannot show it: file
 // runs seen from the host, folders that change under the calculator, files
 // that name themselves or each other, the gathering of user variable names
-// into single cells, and stored formula chains that are missing or written by
-// hand. What lines give is in golden/files.lines and golden/formulas.lines.
+// into single cells, and stored formula texts written by hand. What lines
+// give is in golden/files.lines and golden/formulas.lines.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -110,17 +110,6 @@ TEST(FormulaFiles, FolderChangesShowAtTheNextLine) {
   EXPECT_TRUE(calc.Has("ran"));
 }
 
-// The chain that the formula stage leaves: the file's one cell of code 98,
-// named as the file is, whatever the case of the line.
-TEST(FormulaFiles, FindFormulaFileLeavesOneCell) {
-  Calc calc;
-  calc.folder.Write("Notes.txt", kMarkerFile);
-  detail::CutLine(calc.in(), "nOTES");
-  EXPECT_EQ(detail::FindFormulaFile(calc.in()), "Notes");
-  EXPECT_EQ(test::CellsText(calc.in().WorkingChain), "Notes:" + std::to_string(TypeFormulaFile));
-  EXPECT_EQ(Shared().gFormulaFileName, "Notes");
-}
-
 // A match that lies over a cell that is no letter ends the search for that
 // name: its later occurrences in the line stay letters.
 TEST(FormulaFiles, MatchOverANonLetterEndsTheName) {
@@ -138,24 +127,6 @@ TEST(FormulaFiles, MatchOverANonLetterEndsTheName) {
     detail::MarkVariables(in);
     EXPECT_EQ(test::CellsText(in.WorkingChain), cells) << line;
   }
-}
-
-// A missing chain ends the formula stage only: the word stays (its operand
-// already taken), and the line goes on with what it has. A replay of the
-// definitions into a nested calculator passes over it.
-TEST(Formulas, FormulaWithoutAStoredChain) {
-  test::Calc s, r;
-  for (test::Calc* calc : {&s, &r}) calc->RunAll({"XVar^2=f", "5=h", "f3+XVar=g", "7=z"});
-  s.in().VariableChains.at(4).reset();
-  for (auto [line, value] : {std::pair{"f3", "f"}, {"2+f3", "2+f"}, {"f3=w", "f"}}) {
-    EXPECT_EQ(s.Out(line) + std::to_string(s.m.ErrNumber()), value + std::string("0")) << line;
-  }
-  r.in().VariableChains.at(5).reset();
-  std::vector<double> shares;
-  r.m.Events().InternalCalc = [&](double share) { shares.push_back(share); };
-  EXPECT_EQ(r.Out("g1"), "10");
-  EXPECT_EQ(shares, (std::vector<double>{4.0 / 7.0, 6.0 / 7.0, 1.0}));
-  EXPECT_EQ(Shared().gNestedCalculators, nullptr);
 }
 
 // With XVar an open name (0) the silent run brings h's text, in which the

@@ -162,25 +162,6 @@ TEST(LineFiles, PropertiesAfterTheRun) {
   }
 }
 
-// Only the first block of 63,000 bytes runs, and of its entries all but the
-// last two counted by its line feeds.
-TEST(LineFiles, LargeFileRunsPartOfItsFirstBlockOnly) {
-  std::string bytes;
-  Log expected;
-  for (int i = 0; bytes.size() < 70000; ++i) {
-    const std::string line = std::to_string(i) + "+1";
-    if (bytes.size() < 63000) expected.push_back("C " + line);
-    bytes += line + "\n";
-  }
-  expected.resize(size_t(std::count(bytes.begin(), bytes.begin() + 63000, '\n')) - 2);
-  FileHost host;
-  host.Load("big.txt", bytes);
-  Log ran;
-  std::copy_if(host.log.begin(), host.log.end(), std::back_inserter(ran), [](auto& e) { return e[0] == 'C'; });
-  EXPECT_EQ(ran, expected);
-  EXPECT_EQ(host.log.back(), "P1");
-}
-
 // A host may calculate from its turn in the middle of a run: the run goes on
 // with the file's next line, and every line does its work.
 TEST(LineFiles, HostTurnMayCalculateDuringTheRun) {
