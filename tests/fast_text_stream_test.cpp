@@ -149,8 +149,8 @@ TEST(FastTextStream, BlockEdges) {
 
 TEST(FastTextStream, SkipMovesInsideTheFileAndLoadsABlockThere) {
   constexpr int32_t kMin = std::numeric_limits<int32_t>::min(), kMax = std::numeric_limits<int32_t>::max();
-  // The offset; the origin: 1 from CurrentPosition (3 after one line), 2 back
-  // from the end, else from the start; the position then, and the next line.
+  // The offset; the origin (1 from CurrentPosition, 3 after one line; 2 back
+  // from the end; else from the start); the position then, and the next line.
   const std::tuple<int32_t, int16_t, int32_t, std::optional<std::string>> cases[] = {
       {3, 0, 3, "b"}, {3, 9, 3, "b"}, {2, 1, 5, ""}, {-3, 1, 0, "a"}, {1, 2, 6, "c"}, {7, 2, 0, "a"},
       {0, 2, 7, std::nullopt},  // then outside the file nothing moves:

@@ -91,15 +91,13 @@ TEST(FileSystem, UnwatchedListingIsReusedOnlyWhileTheFolderTimeIsOldAndUnchanged
   }
 }
 
-// Watched, every change in the folder shows at the next question, and a
-// symbolic link's target, which lies outside the watch, is asked about each
-// time although the answers are kept while the folder is unchanged. Within
-// one line the notifications are read once, at its start.
+// Watched, every change in the folder shows at the next question, also behind
+// a symbolic link, which lies outside the watch. Within one line the
+// notifications are read once, at its start.
 TEST(FileSystem, WatchedFolderShowsEveryChangeAtTheNextCall) {
   TempFolder folder, elsewhere;
   const fs::path root = folder.path();
   ASSERT_NE(FolderGeneration(folder.str()), 0u) << "the folder is watched on this system";
-  // A change of the folder and the names listed after it.
   const std::pair<std::function<void()>, Names> steps[] = {
       {[] {}, {}},
       {[&] { folder.Write("vbscript.txt", "x"); }, {"vbscript.txt"}},

@@ -1,8 +1,8 @@
 // Formula files and formula variables where a line alone cannot show it: file
 // runs seen from the host, folders that change under the calculator, files
 // that name themselves or each other, the gathering of user variable names
-// into single cells, and stored formula texts written by hand. What lines
-// give is in golden/files.lines and golden/formulas.lines.
+// into single cells, and the silent run of a formula word. What lines give is
+// in golden/files.lines and golden/formulas.lines.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -55,9 +55,9 @@ TEST(FormulaFiles, NamingLineHasAnEmptyResult) {
 }
 
 // Files that name themselves or each other end with failure 28 after a fixed
-// depth, within ctest's time limit; the calculator, its variables and the file
-// mechanism stay usable. Beside a script file a failing statement does not
-// end its line, so the outer files go on, and the line may end without one.
+// depth, and the calculator, its variables and its files stay usable. Beside a
+// script file a failing statement does not end its line, so the outer files
+// go on, and the line may end without one.
 TEST(FormulaFiles, EndlessNestingEndsWithOutOfStackSpace) {
   const std::vector<std::pair<std::string, std::string>> cases[] = {
       {{"self.txt", "1=k\nself\n\n\n\n"}},
@@ -81,9 +81,8 @@ TEST(FormulaFiles, EndlessNestingEndsWithOutOfStackSpace) {
   }
 }
 
-// The folder is looked at for every line: a file added, changed, renamed or
-// removed, a folder where a file was, and another program folder show at the
-// very next line.
+// A file added, changed, renamed or removed, a folder where a file was, and
+// another program folder show at the very next line.
 TEST(FormulaFiles, FolderChangesShowAtTheNextLine) {
   Calc calc;
   const fs::path root = calc.folder.path();
@@ -141,29 +140,6 @@ TEST(Formulas, SilentRunExpandsAFormulaWordOnTheWorkingChain) {
     int32_t first = 0, last = 0;
     detail::EvaluateReduce(s.in(), first, last);
     EXPECT_EQ(test::CellsText(s.in().WorkingChain), cells) << word;
-  }
-}
-
-// A stored text that no longer scans (written here by hand) makes the error of
-// the line, placed in the formula's text; nothing is stored, and the next line
-// starts clean.
-TEST(Formulas, StoredTextThatFailsItsScanIsReportedAtItsPlace) {
-  const std::tuple<Texts, int16_t, const char*, int16_t, int16_t> rows[] = {
-      {{"XVar", "*", "1.2.3"}, 2, "MultiplePoint", 5, 5},
-      {{"*", "XVar"}, 1, "NotCreatable", 0, 1},
-      {{"XVar", "+", "*", "2"}, 5, "OperatorBadPosition", 5, 1},
-  };
-  for (const auto& [cells, number, name, first, length] : rows) {
-    test::Calc s;
-    s.RunAll({"XVar*2=f", "5"});
-    dna chain;
-    for (const std::string& value : cells) chain.Add(flag::AddPattern).Value(value);
-    s.in().VariableChains.at(4) = std::move(chain);
-    EXPECT_EQ(s.Out("f2"), name);
-    EXPECT_EQ((std::tuple(s.m.ErrNumber(), s.m.ErrFirst(), s.m.ErrLength(), s.m.ErrDescription())),
-              (std::tuple(number, first, length, std::string(name))));
-    EXPECT_EQ(s.Ans(), 5.0);
-    EXPECT_EQ(s.Out("2+3"), "5") << "the next line starts clean";
   }
 }
 

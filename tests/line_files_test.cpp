@@ -16,16 +16,11 @@ namespace {
 using Log = std::vector<std::string>;
 using test::FailureCode;
 
-std::string P(double share) {
-  std::ostringstream text;
-  text << "P" << share;
-  return text.str();
-}
+std::string P(double share) { return (std::ostringstream() << "P" << share).str(); }
 
 // A host that logs "P<share>" for Progress, "W" for Wait and "C <InString>"
-// for the Change(0, 1) that the file run raises after each line (the loud
-// run's own Change events are not logged), and keeps what it saw of each line
-// there: OutString, and InString|OutString|Expression|StringVariable.
+// for the Change(0, 1) after each line, and keeps OutString and
+// InString|OutString|Expression|StringVariable as they were there.
 struct FileHost : test::Calc {
   Log log, outs, lines;
   FileHost() {
@@ -104,9 +99,8 @@ TEST(LineFiles, FailuresOfTheRunReachTheCaller) {
   EXPECT_EQ(FailureCode([&] { m.LoadHText(); }), failure_code::ObjectNotSet);
 }
 
-// Lines ended by CR LF reach Calculate with their carriage return: after a
-// digit it belongs to the number, after a target name it is trailing text; and
-// no such line is a pause.
+// A CR before the line feed stays: after a target name it is trailing text,
+// and "$\r" is no pause.
 TEST(LineFiles, CarriageReturnLineEnds) {
   FileHost host;
   host.Load("crlf.txt", "4=x\r\n$\r\nx*2=y\r\n1+1\r\n\r\n\r\n");
@@ -147,8 +141,8 @@ TEST(LineFiles, PauseBeforeAnyScanOfTheThread) {
   EXPECT_EQ(seen, (Log{P(0.2), "W", "C ", P(0.4), "C ", P(0.6), "C 1+1", "P1", "2"}));
 }
 
-// After the run the outputs of the last line are gone but for StringTyping and
-// ErrLength, which hold what the same line leaves when a host types it.
+// After the run the outputs are cleared but for StringTyping and ErrLength,
+// which hold what the last line leaves when a host types it.
 TEST(LineFiles, PropertiesAfterTheRun) {
   for (const std::string last : {"2+3=x cm", "2+*3", "sin(0"}) {
     FileHost typed, host;
@@ -162,8 +156,7 @@ TEST(LineFiles, PropertiesAfterTheRun) {
   }
 }
 
-// A host may calculate from its turn in the middle of a run: the run goes on
-// with the file's next line, and every line does its work.
+// A host may calculate from its turn in the middle of a run, and the run goes on.
 TEST(LineFiles, HostTurnMayCalculateDuringTheRun) {
   FileHost host;
   Log turns;

@@ -104,14 +104,13 @@ TEST(RecalculationFastPath, RandomSessionsMatchTheFullRecalculation) {
   }
 }
 
-// Only what depends on the changed value is computed again: a new value for
-// the head of a chain computes the chain; one for a variable that nothing
-// reads computes that variable, the last (whose computation leaves the chains
-// the host can read) and at most the one after it (which reads the shared
-// state the changed one left); after a switch of the angle unit, the
-// definitions with trigonometric words too.
+// Only what depends on the change is computed again: for the head of a chain
+// the chain; for a variable that nothing reads, that one, the last (which
+// leaves the chains the host reads) and at most the one after it (which reads
+// the shared state it left); after a switch of the angle unit, the
+// definitions with trigonometric words too. The line, and at most and at
+// least how many definitions it computes:
 TEST(RecalculationFastPath, ComputesWhatDependsOnTheChange) {
-  // The line, and at most and at least how many definitions it computes.
   const std::tuple<const char*, uint64_t, uint64_t> cases[] = {
       {"5=lone", 3, 2}, {"7=q", 61, 60}, {"q+0=lone", 3, 2}, {"rad", 0, 0}, {"2=lone", 4, 3}};
   Shared() = SharedState();

@@ -143,41 +143,33 @@ TEST(ScriptEngine, CalculatorProtocol) {
   EXPECT_EQ(ErrorOf([&] { engine.Run("C", {}); }).code(), 438);
 }
 
-// What stopped a run or a compile, and the line of the script it names: the
-// script path tells the host from these.
+// What stopped a run or a compile, and the line of the script it names (the
+// limits of a run are told through the script path's ScriptFailure).
 TEST(ScriptEngine, WhatStoppedARunAndWhere) {
-  const std::string script =
-      "Function Outer(x)\r  Outer = Inner(x) + 1\rEnd Function\r"      // 1-3
-      "Function Inner(x)\r  Inner = x / 0\rEnd Function\r"             // 4-6
-      "Function Loopy(x) : Do : Loop : End Function\r"                 // 7
-      "Function Rec(n) : Rec = Rec(n + 1) : End Function\r"            // 8
-      "Function Big(x)\r  s = \"x\"\r  Do : s = s & s : Loop\rEnd Function\r";  // 9-12
+  const std::string script = "Function Outer(x) : Outer = Inner(x) + 1 : End Function\rFunction Inner(x)\r\r"
+                             "  Inner = x / 0\rEnd Function\r";
   const struct {
-    std::string script;
-    const char* procedure;  // none: the script's compile or top level fails
+    std::string text;
+    const char* procedure;
     std::vector<std::string> args;
     Stop stop;
     int32_t code, line;
   } cases[] = {
-      {script, "Outer", {"1"}, Stop::Runtime, 11, 5},
-      {script, "Loopy", {"1"}, Stop::StepBudget, 17, 7},
-      {script, "Rec", {"1"}, Stop::CallDepth, 28, 8},
-      {script, "Big", {"1"}, Stop::SizeCap, 14, 11},
+      {script, "Outer", {"1"}, Stop::Runtime, 11, 4},  // the line of the statement that failed
       {script, "Outer", {}, Stop::Runtime, 450, 0},
       {script, "outer_", {"1"}, Stop::UnknownProcedure, 438, 0},
+      // None: the script's compile or top level fails, and again with the same text.
       {"x = 1\ny = 2\r\nz = )\r", nullptr, {}, Stop::Compile, 1002, 3},
       {"x = 1 + _\r  2\ry = (\r", nullptr, {}, Stop::Compile, 1002, 3},
       {"Dim a\ra = \"x\" * 2\r", nullptr, {}, Stop::Runtime, 13, 2},
   };
   for (const auto& c : cases) {
-    // A top-level failure happens again with the same text: the top level runs again.
     for (int again = 0; again < (c.procedure ? 1 : 2); ++again) {
       ScriptError error = ErrorOf([&] {
-        ScriptControl engine = Engine(c.script);
+        ScriptControl engine = Engine(c.text);
         if (c.procedure) engine.Run(c.procedure, c.args);
       });
-      EXPECT_EQ(std::tuple(error.stop(), error.code(), error.line()), std::tuple(c.stop, c.code, c.line))
-          << c.script << error.what();
+      EXPECT_EQ(std::tuple(error.stop(), error.code(), error.line()), std::tuple(c.stop, c.code, c.line)) << c.text;
     }
   }
   EXPECT_EQ(ErrorOf([] { ScriptControl().Language("JScript"); }).stop(), Stop::Compile);

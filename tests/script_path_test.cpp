@@ -1,8 +1,6 @@
-// The script path: with "vbscript.txt" in the program's folder every line is
-// first offered to the script's procedures. These tests write real script
-// files and compare a line with the same line on a calculator without a
-// script: every failure on the way leaves the line an ordinary line. What a
-// call answers is in golden/script_path.lines.
+// The script path, with real script files: every failure on the way leaves a
+// line as it is on a calculator without a script. What a call answers is in
+// golden/script_path.lines.
 #include <gtest/gtest.h>
 
 #include "test_support.hpp"
@@ -10,8 +8,8 @@
 namespace morvex {
 namespace {
 
-// A script file with CR LF line ends (the reader keeps the CR, which keeps the
-// lines apart for the engine) and the two line ends a line file ends with.
+// A script file with CR LF line ends (the CR keeps the lines apart for the
+// engine) and the two line ends a line file ends with.
 std::string ScriptFile(std::initializer_list<std::string_view> lines, std::string_view lineEnd = "\r\n") {
   std::string text;
   for (std::string_view line : lines) text.append(line).append(lineEnd);
@@ -47,20 +45,18 @@ struct ScriptHost : Host {
   ScriptHost() { WriteScript(ScriptFile(kProcedures)); }
 };
 
-// What the same line gives a calculator without a script file that has seen
-// the same lines before.
+// The line on a calculator without a script file that has seen the same lines before.
 std::string Ordinary(const std::vector<std::string>& before, const std::string& line) {
   Host plain;
   for (const std::string& earlier : before) plain.Line(earlier);
   return plain.Line(line);
 }
 
-// A line that no procedure takes, or whose call fails anywhere, answers as it
-// would without a script; a procedure that gives nothing runs, and the line
-// goes on as an ordinary line. The progress tells how far the call got.
+// A line that no procedure takes, or whose call fails anywhere (two parameters
+// and no comma, nothing left for the last argument, an error in the run), is
+// an ordinary line; so is one whose procedure gives nothing, after it ran (the
+// progress 1 after the run).
 TEST(ScriptPath, LinesThatGiveNoAnswerAreOrdinaryLines) {
-  // Two parameters and no comma, nothing left for the last argument, a run-time error after the arguments, a
-  // failure in Run (no progress after it), and procedures that give nothing (the 1 after Run shows they ran).
   const std::pair<std::string, std::vector<double>> cases[] = {
       {"2+3=w cm", {}}, {"h(1)", {}}, {"f(", {}}, {"Boom(2)", {0.5, 1.0}}, {"Boom0", {0.5}},
       {"Hush()", {0.5, 1.0}}, {"Quiet(5)", {0.5, 1.0}}};
@@ -108,9 +104,8 @@ TEST(ScriptPath, EditOfTheFileShowsAtTheNextLine) {
 }
 
 // Without a script file a failure of the scan reaches the host; with one,
-// Calculate notes it and goes on. Calls as arguments of calls descend through
-// nested Calculate calls; a deep line ends in an answer or in the library's
-// failure, and the calculator goes on.
+// Calculate notes it and goes on. Calls nested in arguments end in an answer
+// or in failure 28, and the calculator goes on.
 TEST(ScriptPath, FailuresInsideALineLeaveTheCalculatorUsable) {
   const std::string longExpression(40000, '1');
   EXPECT_THROW(Host().Line(longExpression), Failure);
@@ -152,7 +147,7 @@ TEST(ScriptPath, ScriptFailureTellsWhatStoppedTheProcedure) {
     if (ordinary) { EXPECT_EQ(o, Ordinary({}, line)); }
   }
 
-  // A file that does not compile is told on the first line after each change.
+  // A script that does not compile or run is told on the first line after each change.
   const std::string broken = ScriptFile({"Function g()", "  g = 7", "", "  g = (1 +", "End Function"});
   const std::string failure = "vbscript.txt does not compile: line 4: Syntax error: expected an expression but "
                               "found the end of the line";
