@@ -88,21 +88,6 @@ TEST(ScriptPath, ScriptTextFollowsTheLineFileCount) {
   }
 }
 
-// An edit of the file shows at the next line, and only the program folder counts.
-TEST(ScriptPath, EditOfTheFileShowsAtTheNextLine) {
-  Host host;
-  test::TempFolder other;
-  other.Write("vbscript.txt", ScriptFile(kProcedures));
-  EXPECT_EQ(host.Line("f(2)"), Ordinary({}, "f(2)"));
-  host.WriteScript(ScriptFile({"Function f(a)", "  f = a * 3", "End Function"}));
-  EXPECT_EQ(host.Line("f(2)").substr(0, 3), "|6|");
-  std::filesystem::remove(host.folder.path() / "vbscript.txt");
-  host.Line("1");
-  EXPECT_EQ(host.Line("f(2)"), Ordinary({"1"}, "f(2)"));
-  host.m.ProgramFolder(other.str());
-  EXPECT_EQ(host.Line("g").substr(0, 3), "|7|");
-}
-
 // Without a script file a failure of the scan reaches the host; with one,
 // Calculate notes it and goes on. Calls nested in arguments end in an answer
 // or in failure 28, and the calculator goes on.
