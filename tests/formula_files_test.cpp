@@ -1,11 +1,8 @@
 // Formula files and formula variables where a line alone cannot show it: file
-// runs seen from the host, folders that change under the calculator, files
-// that name themselves or each other, the gathering of user variable names
-// into single cells, and the silent run of a formula word. What lines give is
-// in golden/files.lines and golden/formulas.lines.
+// runs seen from the host, files that name themselves or each other, the
+// gathering of user variable names into single cells, and the silent run of a
+// formula word. What lines give is in golden/files.lines and formulas.lines.
 #include <gtest/gtest.h>
-
-#include <chrono>
 
 #include "core/shared_state.hpp"
 #include "evaluation/silent_run.hpp"
@@ -16,7 +13,6 @@
 namespace morvex {
 namespace {
 
-namespace fs = std::filesystem;
 using test::FailureCode;
 using Texts = std::vector<std::string>;
 
@@ -79,34 +75,6 @@ TEST(FormulaFiles, EndlessNestingEndsWithOutOfStackSpace) {
     }
     EXPECT_TRUE(calc.Has("ran")) << "a file still runs after the failure";
   }
-}
-
-// A file added, changed, renamed or removed, a folder where a file was, and
-// another program folder show at the very next line.
-TEST(FormulaFiles, FolderChangesShowAtTheNextLine) {
-  Calc calc;
-  const fs::path root = calc.folder.path();
-  fs::last_write_time(root, fs::file_time_type::clock::now() - std::chrono::hours(1));  // an old folder time
-  calc.Run("zz");
-  calc.folder.Write("zz.txt", "1=first\n\n\n");
-  calc.Run("zz");
-  calc.folder.Write("zz.txt", "2=second\n\n\n");
-  calc.Run("zz");
-  EXPECT_TRUE(calc.Has("first") && calc.Has("second")) << "the file is read anew";
-  fs::rename(root / "zz.txt", root / "yy.txt");
-  calc.RunAll({"zz", "yy"});
-  fs::remove(root / "yy.txt");
-  fs::create_directory(root / "yy.txt");
-  fs::create_directory(root / "inner");
-  calc.folder.Write("inner/deep.txt", kMarkerFile);
-  calc.RunAll({"yy", "deep"});
-  EXPECT_EQ(calc.asked, (Texts{"zz", "zz", "yy", "deep"}));
-  EXPECT_FALSE(calc.Has("ran"));
-  test::TempFolder other;
-  other.Write("elsewhere.txt", kMarkerFile);
-  calc.m.ProgramFolder(other.str());
-  calc.Run("elsewhere");
-  EXPECT_TRUE(calc.Has("ran"));
 }
 
 // A match that lies over a cell that is no letter ends the search for that
