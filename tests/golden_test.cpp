@@ -1,32 +1,24 @@
-// Golden lines: one case a line. Every *.lines file of MORVEX_GOLDEN_DIR is a
-// list of calculator sessions; a blank line or "=== title" starts a fresh
-// calculator (empty program folder, Initialize, last character class 0), "#"
-// a comment. A case is "LINE => ANSWER [ ; CHECK ]..."; LINE goes to
-// Calculate as written ("=> " alone is the empty line).
-// ANSWER: "4" (OutString, ErrNumber 0, and Ans takes the number; "" for
-// empty), "error 5 TEXT [at F] [len L]" (ErrNumber, OutString or "*",
-// ErrFirst, ErrLength; Ans kept, ErrDescription the error's name, and error 13
-// selects the whole echo), "failure 6" (morvex::Failure of that code) or "*".
-// CHECK: a property of kProperties and its text; "x = 5 (1)" (variable x of
-// any case holds 5, "*" any value, with that TypeVar); "no x".
-// A line without " => " is set-up: it runs unchecked, except
-//   Answer: r=1.5   the host answers a prompt for r ("*" any word, "none":
-//                   no InputBox handler)
-//   File: a=bytes   writes a file into the program folder; "File: a<<" takes
-//                   the lines up to "<<", each ended by CR LF
-// Set-up before the first blank line of a file holds for all its blocks.
-// "key: arg | arg => expected" runs a stage of kInternals and compares its
-// text ("!" and the code of a failure). Texts take the escapes \\ \s (a
-// blank) \r \n \t \xHH.
+// Golden lines: every *.lines file of MORVEX_GOLDEN_DIR is a list of sessions.
+// A blank line or "=== title" starts a fresh calculator (empty program folder,
+// last character class 0), "#" a comment. A case is "LINE => ANSWER [ ; CHECK ]..."
+// ("=> " alone: the empty line). ANSWER: the OutString (ErrNumber 0, no
+// ErrDescription, Ans takes a number), "error N OUT [at F] [len L]" (OUT "*"
+// for any; Ans kept, ErrDescription the error's name, error 13 selects the
+// whole echo), "failure N" (morvex::Failure of that code) or "*". CHECK: a key
+// of kProperties and its text, "x = 5 (1)" (variable x of any case, "*" any
+// value, its TypeVar) or "no x". A line without " => " runs unchecked, except
+// "Answer: r=1.5" (the host's answer for r, "*" any word, "none" no handler)
+// and "File: a=bytes" (a file of the program folder; "File: a<<" takes the
+// lines up to "<<", each ended by CR LF); set-up before a file's first blank
+// line holds for all its blocks. "key: arg | arg => expected" runs a stage of
+// kInternals ("!" and the code of a failure). Escapes: \\ \s \r \n \t \xHH.
 #include <gtest/gtest.h>
 
 #include <charconv>
-#include <cmath>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
-#include <random>
 #include <sstream>
 
 #include "core/errors.hpp"
@@ -38,7 +30,6 @@
 #include "run/sub_expression_run.hpp"
 #include "scanner/scanner.hpp"
 #include "test_support.hpp"
-#include "variables/formula_stage.hpp"
 
 namespace morvex {
 namespace {
@@ -81,15 +72,6 @@ void LayOut(dna& chain, const std::string& cells) {
     cell.Value(written.substr(0, written.rfind(':')));
     cell.NameStr(static_cast<int16_t>(std::stoi(written.substr(written.rfind(':') + 1))));
   }
-}
-
-// The line cut, gathered, folded and perhaps detected on a calculator's working chain.
-dna Folded(detail::Calculator& c, const std::string& line, bool detect) {
-  detail::CutLine(c, line);
-  detail::RunFormulaStage(c);
-  detail::FoldChain(c);
-  if (detect) detail::DetectChain(c);
-  return c.WorkingChain;
 }
 
 // A formula's text scanned on the second chain, loud or silent: its codes, then
@@ -154,37 +136,26 @@ const std::map<std::string, std::function<std::string(const Args&)>> kInternals 
        if (result.outcome == WordOutcome::Value) return std::string(result.text.view());
        return std::string(kOutcomes[static_cast<int>(result.outcome)]);
      }},
-    {"fold", [](const Args& a) { return test::CellsText(Folded(test::Calc().in(), a[0], false)); }},
-    {"detect", [](const Args& a) { return test::CellsText(Folded(test::Calc().in(), a[0], true)); }},
     {"scan", [](const Args& a) { return Scanned(a[0], false); }},
     {"scan2", [](const Args& a) { return Scanned(a[0], true); }},
     {"reduce", [](const Args& a) { return Reduced(a[0], a[1]); }},
     {"errorname", [](const Args& a) { return std::string(ErrorName(std::stoi(a[0]))); }},
-    // The tidying of the chain before the silent run, and the error it leaves.
-    {"tidy", [](const Args& a) {
-       test::Calc calc;
-       LayOut(calc.in().WorkingChain, a[0]);
-       Shared().gErr = CErrOcur();
-       detail::PreReduceChain(calc.in());
-       return calc.in().WorkingChain.Join() + " |" + Codes(calc.in().WorkingChain) + " | " +
-              std::to_string(Shared().gErr.NumError);
-     }},
 };
 
-// One calculator of a session, with the host that records its events.
-struct Host {
-  test::TempFolder folder;
-  clsMorvex calc;
+// One calculator of a session, with the host that answers prompts and records its events.
+struct Host : test::Calc {
+  struct Logged {
+    char kind;  // 'C' Change, '2' Change2, 'W' Wait, 'S' an event that reports a share
+    std::string name, chain;
+  };
   std::string text, result;
   std::optional<int32_t> failure;
-  std::vector<std::string> events, shares, trace, trace2, asked;
+  std::vector<Logged> log;
   std::vector<std::pair<std::string, std::string>> answers;  // upper-case word, answer
 
   Host() {
-    calc.ProgramFolder(folder.str());
-    calc.Initialize();
     Shared().gCharClass = 0;
-    EventHandlers& on = calc.Events();
+    EventHandlers& on = m.Events();
     on.InputBox = [this](std::string& num) {
       asked.push_back(num);
       const std::string word = test::Upper(num);
@@ -193,63 +164,55 @@ struct Host {
         if (key == "*" || key == word) num = answer;
       }
     };
-    on.Change = [this](int16_t length, int16_t first) { Mark("Change", length, first, calc.DNAString()); };
-    on.Change2 = [this](int16_t length, int16_t first) {
-      Mark("Change2", length, first, calc.DNAString2());
-      trace2.push_back(trace.back());
-    };
-    on.Wait = [this] { events.push_back("Wait"); };
-    on.UpdateVariables = [this](double p) { Share("UpdateVariables", p); };
-    on.InternalCalc = [this](double p) { Share("InternalCalc", p); };
-    on.Progress = [this](double p) { Share("Progress", p); };
-    on.VBSProgress = [this](double p) { Share("VBSProgress", p); };
-  }
-  void Share(const char* name, double share) {
-    events.push_back(std::string(name) + "(" + Shortest(share) + ")");
-    shares.push_back(events.back());
-  }
-  void Mark(const char* name, int16_t length, int16_t first, const std::string& chain) {
-    events.push_back(std::string(name) + "(" + std::to_string(length) + "," + std::to_string(first) + ")");
-    trace.push_back(events.back() + "\"" + chain + "\"");
-  }
-  std::optional<clsMorvex::VariableView> Find(const std::string& name) const {
-    for (const auto& variable : calc.VariableList()) {
-      if (test::Upper(variable.Key) == test::Upper(name)) return variable;
+    on.Change = [this](int16_t length, int16_t first) { Mark('C', "Change", length, first, m.DNAString()); };
+    on.Change2 = [this](int16_t length, int16_t first) { Mark('2', "Change2", length, first, m.DNAString2()); };
+    on.Wait = [this] { log.push_back({'W', "Wait", ""}); };
+    for (auto [handler, name] : {std::pair{&on.UpdateVariables, "UpdateVariables"}, {&on.InternalCalc, "InternalCalc"},
+                                 {&on.Progress, "Progress"}, {&on.VBSProgress, "VBSProgress"}}) {
+      *handler = [this, name](double p) { log.push_back({'S', std::string(name) + "(" + Shortest(p) + ")", ""}); };
     }
-    return std::nullopt;
   }
-  double Ans() const { return calc.VariableList().at(0).Value; }
+  void Mark(char kind, const char* name, int16_t length, int16_t first, const std::string& chain) {
+    log.push_back({kind, std::string(name) + "(" + std::to_string(length) + "," + std::to_string(first) + ")", chain});
+  }
+  // The logged events of the given kinds, with the chain text of each if asked.
+  std::string Events(const std::string& kinds, bool chains) const {
+    std::vector<std::string> names;
+    for (const Logged& e : log) {
+      if (kinds.find(e.kind) != std::string::npos) names.push_back(e.name + (chains ? "\"" + e.chain + "\"" : ""));
+    }
+    return Joined(names);
+  }
 };
 
 const std::map<std::string, std::function<std::string(Host&)>> kProperties = {
-    {"in", [](Host& h) { return h.calc.InString(); }},
-    {"expr", [](Host& h) { return h.calc.Expression(); }},
-    {"var", [](Host& h) { return h.calc.StringVariable(); }},
-    {"typing", [](Host& h) { return h.calc.StringTyping(); }},
-    {"desc", [](Host& h) { return h.calc.ErrDescription(); }},
-    {"dna", [](Host& h) { return h.calc.DNAString(); }},
-    {"dna2", [](Host& h) { return h.calc.DNAString2(); }},
-    {"formula", [](Host& h) { return h.calc.ErrFormula(); }},
-    {"angle", [](Host& h) { return h.calc.AngleUnit(); }},
-    {"first", [](Host& h) { return std::to_string(h.calc.ErrFirst()); }},
-    {"len", [](Host& h) { return std::to_string(h.calc.ErrLength()); }},
-    {"result", [](Host& h) { return h.result; }},              // what Calculate returned
-    {"text", [](Host& h) { return h.text; }},                  // the line as Calculate left it
-    {"events", [](Host& h) { return Joined(h.events); }},      // every event of the line
-    {"shares", [](Host& h) { return Joined(h.shares); }},      // the events that report a share
-    {"trace", [](Host& h) { return Joined(h.trace); }},        // Change and Change2 with the chain text
-    {"trace2", [](Host& h) { return Joined(h.trace2); }},      // Change2 alone
-    {"asked", [](Host& h) { return Joined(h.asked); }},        // the words put to InputBox
+    {"in", [](Host& h) { return h.m.InString(); }},
+    {"expr", [](Host& h) { return h.m.Expression(); }},
+    {"var", [](Host& h) { return h.m.StringVariable(); }},
+    {"typing", [](Host& h) { return h.m.StringTyping(); }},
+    {"dna", [](Host& h) { return h.m.DNAString(); }},
+    {"dna2", [](Host& h) { return h.m.DNAString2(); }},
+    {"formula", [](Host& h) { return h.m.ErrFormula(); }},
+    {"angle", [](Host& h) { return h.m.AngleUnit(); }},
+    {"first", [](Host& h) { return std::to_string(h.m.ErrFirst()); }},
+    {"len", [](Host& h) { return std::to_string(h.m.ErrLength()); }},
+    {"result", [](Host& h) { return h.result; }},                   // what Calculate returned
+    {"text", [](Host& h) { return h.text; }},                       // the line as Calculate left it
+    {"events", [](Host& h) { return h.Events("C2WS", false); }},    // every event of the line
+    {"shares", [](Host& h) { return h.Events("S", false); }},       // the events that report a share
+    {"trace", [](Host& h) { return h.Events("C2", true); }},        // Change and Change2 with the chain text
+    {"trace2", [](Host& h) { return h.Events("2", true); }},        // Change2 alone
+    {"asked", [](Host& h) { return Joined(h.asked); }},             // the words put to InputBox
     {"vars", [](Host& h) {
        std::vector<std::string> names;
-       for (const auto& variable : h.calc.VariableList()) names.push_back(variable.Key);
+       for (const auto& variable : h.m.VariableList()) names.push_back(variable.Key);
        return Joined(names);
      }},
     {"functions", [](Host& h) {  // what FetchFunctions lists
        std::vector<std::string> entries;
-       h.calc.Events().GetFunctions = [&](const std::string& name, const std::string& text) { entries.push_back(name + "=" + text); };
-       h.calc.FetchFunctions();
-       h.calc.Events().GetFunctions = nullptr;
+       h.m.Events().GetFunctions = [&](const std::string& name, const std::string& text) { entries.push_back(name + "=" + text); };
+       h.m.FetchFunctions();
+       h.m.Events().GetFunctions = nullptr;
        return Joined(entries, ", ");
      }},
 };
@@ -264,6 +227,7 @@ class GoldenFile {
     for (int number = 1; std::getline(in, raw); ++number) {
       where_ = file.filename().string() + ":" + std::to_string(number);
       line = trim(raw);
+      const size_t colon = line.find(": ");
       if (line.empty() || line.rfind("===", 0) == 0) {
         if (!ranLine_ && common_.empty()) common_ = blockSetUp_;
         blockSetUp_.clear();
@@ -279,7 +243,7 @@ class GoldenFile {
         Host& h = host();
         blockSetUp_.emplace_back(line[0], value);
         Apply(h, line[0], value);
-      } else if (const size_t colon = line.find(": "); colon != std::string::npos && kInternals.count(line.substr(0, colon))) {
+      } else if (colon != std::string::npos && kInternals.count(line.substr(0, colon))) {
         RunInternal(line, colon);
       } else {
         RunCase(line);
@@ -299,7 +263,7 @@ class GoldenFile {
 
   void Apply(Host& h, char kind, const std::string& value) {
     const size_t equals = value.find('=');
-    if (kind == 'A' && value == "none") h.calc.Events().InputBox = nullptr;
+    if (kind == 'A' && value == "none") h.m.Events().InputBox = nullptr;
     else if (equals == std::string::npos) ADD_FAILURE() << where_ << ": set-up needs \"name=value\"";
     else if (kind == 'A') h.answers.emplace_back(test::Upper(value.substr(0, equals)), value.substr(equals + 1));
     else h.folder.Write(value.substr(0, equals), value.substr(equals + 1));
@@ -323,7 +287,6 @@ class GoldenFile {
       bar = std::min(line.find(" | ", from), arrow);
       args.push_back(Unescaped(line.substr(from, bar - from)));
     }
-    const std::string expected = Unescaped(line.substr(std::min(arrow + 4, line.size())));
     std::string got;
     try {
       got = kInternals.at(line.substr(0, colon))(args);
@@ -333,7 +296,7 @@ class GoldenFile {
     }
     ++cases_;
     line_ = line;
-    Expect("the result", got, expected);
+    Expect("the result", got, Unescaped(line.substr(std::min(arrow + 4, line.size()))));
   }
 
   void RunCase(const std::string& line) {
@@ -343,10 +306,11 @@ class GoldenFile {
     h.text = line_ = arrow == 0 ? "" : Unescaped(checked ? line.substr(0, arrow) : line);
     h.result.clear();
     h.failure.reset();
-    for (auto* list : {&h.events, &h.shares, &h.trace, &h.trace2, &h.asked}) list->clear();
+    h.log.clear();
+    h.asked.clear();
     const double ansBefore = h.Ans();
     try {
-      h.result = h.calc.Calculate(h.text);
+      h.result = h.m.Calculate(h.text);
     } catch (const Failure& failure) {
       h.failure = failure.code();
     }
@@ -365,7 +329,7 @@ class GoldenFile {
   }
 
   void CheckAnswer(Host& h, const std::string& answer, double ansBefore) {
-    clsMorvex& m = h.calc;
+    clsMorvex& m = h.m;
     if (answer.rfind("failure ", 0) == 0 || h.failure) {
       return Expect("the failure", h.failure ? "failure " + std::to_string(*h.failure) : "no failure", answer);
     }
@@ -373,9 +337,9 @@ class GoldenFile {
     if (answer.rfind("error ", 0) != 0) {
       const std::string out = answer == "\"\"" ? "" : Unescaped(answer);
       Expect("OutString", m.OutString(), out);
-      Expect("ErrNumber", std::to_string(m.ErrNumber()), "0");
+      Expect("ErrNumber and ErrDescription", std::to_string(m.ErrNumber()) + m.ErrDescription(), "0");
       // The recalculation after an assignment leaves Ans at the last variable it computed.
-      const bool recalculated = !h.shares.empty() && h.shares[0].rfind("UpdateVariables", 0) == 0;
+      const bool recalculated = h.Events("S", false).rfind("UpdateVariables", 0) == 0;
       if (const auto value = ParseNumber(out); value && !recalculated) {
         EXPECT_EQ(h.Ans(), *value) << where_ << ": Ans";
       }
@@ -396,22 +360,19 @@ class GoldenFile {
   }
 
   void Check(Host& h, const std::string& check) {
-    const size_t blank = check.find(' ');
+    const size_t blank = check.find(' '), equals = check.find(" = ");
     const std::string key = check.substr(0, blank);
     const std::string value = blank == std::string::npos ? "" : Unescaped(check.substr(blank + 1));
-    if (const size_t equals = check.find(" = "); equals != std::string::npos) {
-      // name = value [(TypeVar)]
-      const auto found = h.Find(check.substr(0, equals));
+    if (equals != std::string::npos) {  // name = value [(TypeVar)]
+      const auto found = h.Var(check.substr(0, equals));
       if (!found) return (void)(ADD_FAILURE() << where_ << ": no variable in " << check << " after \"" << line_ << "\"");
       std::istringstream parts(check.substr(equals + 3));
       std::string number, type;
       parts >> number >> type;
-      if (number != "*") {
-        EXPECT_EQ(found->Value, D(number)) << where_ << ": " << check;
-      }
+      if (number != "*") { EXPECT_EQ(found->Value, D(number)) << where_ << ": " << check; }
       if (!type.empty()) Expect(check, "(" + std::to_string(found->TypeVar) + ")", type);
     } else if (key == "no") {
-      EXPECT_FALSE(h.Find(value)) << where_ << ": variable " << value << " exists";
+      EXPECT_FALSE(h.Var(value)) << where_ << ": variable " << value << " exists";
     } else if (kProperties.count(key)) {
       Expect(key, kProperties.at(key)(h), value);
     } else {
@@ -441,38 +402,6 @@ TEST_P(Golden, GivesItsExpectedProperties) { EXPECT_GT(GoldenFile().Run(GetParam
 
 INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(GoldenFiles()),
                          [](const ::testing::TestParamInfo<fs::path>& info) { return info.param.stem().string(); });
-
-// Random doubles: the text has the 15 significant digits of an independent
-// rounding, the plain or exponent form by its rule, and reads back to itself.
-TEST(NumberText, AgreesWithIndependentRoundingAndReadsBackToItself) {
-  std::mt19937_64 random(20240601);
-  std::uniform_real_distribution<double> mantissa(1.0, 10.0);
-  std::uniform_int_distribution<int> power(-320, 306);
-  for (int i = 0; i < 20000; ++i) {
-    const double x = (i % 2 ? -1 : 1) * mantissa(random) * std::pow(10.0, power(random));
-    if (x == 0) continue;
-    const std::string text = NumberToText(x);
-    char reference[40];
-    std::snprintf(reference, sizeof reference, "%.14e", std::fabs(x));
-    std::string digits = std::string(1, reference[0]) + std::string(reference + 2, 14);
-    digits.erase(digits.find_last_not_of('0') + 1);
-    const int exponent = std::atoi(reference + 17);
-    const bool exponentForm = exponent >= 15 || (exponent < 0 && int(digits.size()) - exponent - 1 > 15);
-    std::string expected = x < 0 ? "-" : "";
-    if (exponentForm) {
-      expected += digits.substr(0, 1) + (digits.size() > 1 ? "." + digits.substr(1) : "") + "E" + (exponent < 0 ? "-" : "+") +
-                  (std::abs(exponent) < 10 ? "0" : "") + std::to_string(std::abs(exponent));
-    } else if (exponent >= 0) {
-      digits.resize(std::max<size_t>(digits.size(), exponent + 1), '0');
-      expected += digits.substr(0, exponent + 1) + (digits.size() > size_t(exponent + 1) ? "." + digits.substr(exponent + 1) : "");
-    } else {
-      expected += "0." + std::string(-exponent - 1, '0') + digits;
-    }
-    ASSERT_EQ(text, expected) << Shortest(x);
-    ASSERT_EQ(ReadNumberStrict(text), ReadNumber(text));
-    ASSERT_EQ(NumberToText(ReadNumber(text)), text);
-  }
-}
 
 }  // namespace
 }  // namespace morvex

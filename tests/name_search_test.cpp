@@ -48,12 +48,8 @@ TEST(NameSearch, FindsTheNamesOfTheLine) {
   // The table's user names, the line, and the names found in it.
   const std::tuple<std::vector<std::string>, std::string, std::string> cases[] = {
       {{"b", "ab", "abc"}, "xABCx", "abc ab b"},          // longest first, inside a longer run
-      {{"bb", "aa", "cc"}, "aabb+cc", "bb aa cc"},        // equal lengths keep table order
-      {{"aba", "bab"}, "ababa", "aba bab"},               // overlapping occurrences
-      {{"Ab", "x"}, "aB", "Ab"},                          // case-blind both ways
       {{"abcd", "cd"}, "abc", ""},                        // a prefix of a name is no name
       {{"vb"}, "ANS*XVAR*YVAR", ""},                      // Ans, XVar and YVar are no user names
-      {{"q$", "r"}, "1+2", "q$"},                         // a name with "$" is always tried
       {{"\xe9t\xe9", "t"}, "\xc9T\xc9", "\xe9t\xe9 t"},  // accented letters fold too
   };
   for (const auto& [names, line, found] : cases) {

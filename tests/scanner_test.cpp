@@ -30,17 +30,8 @@ TEST(Scanner, UnknownCharactersKeepTheClassBeforeThem) {
       EXPECT_EQ(Shared().gCharClass, previous) << "code " << int(static_cast<unsigned char>(c)) << " after " << before;
     }
   }
-  // A line that starts with one takes the class the line before left: 0
-  // before any line, 4 after a line that ends in "*'" (the apostrophe is
-  // classified too).
-  Calc calc;
-  Shared().gCharClass = 0;
-  for (auto [before, code] : {std::pair{"", 0}, {"2*'", 4}, {"1+(", 7}}) {
-    if (*before) detail::CutLine(calc.in(), before);
-    detail::CutLine(calc.in(), "%");
-    EXPECT_EQ(calc.in().WorkingChain.Item(1).NameStr(), code) << before;
-  }
   // The cells copy the template's flags: inside a parenthesis a number may be followed by ")".
+  Calc calc;
   detail::CutLine(calc.in(), "(2 +x)");
   EXPECT_EQ(test::CellsText(calc.in().WorkingChain), "(:7 2:1");
   EXPECT_TRUE(calc.in().WorkingChain.Item(2).Has(flag::BEnd));
@@ -75,17 +66,13 @@ TEST(Scanner, DetectionBindsVariablesOnlyWithoutATargetAndClosesGroups) {
 // The target's stored chain: the expression's text without codes, every cell
 // under the target's name, the first also keyed by it.
 TEST(Scanner, HandOverStoresTheTargetsChain) {
-  for (auto [line, typeVar, stored] : {std::tuple{"YVar+XVar=g", 4, "YVar+XVar"}, {"2+3=g", 1, "2+3"}}) {
-    Calc calc;
-    calc.Out(line);
-    detail::Calculator& in = calc.in();
-    ASSERT_EQ(in.VariableIndex("g"), 4);
-    EXPECT_EQ(in.Variables.Item(4).TypeVar, typeVar);
-    dna& chain = in.StoredChain(4);
-    EXPECT_EQ(chain.Join(), stored);
-    EXPECT_EQ(&chain.Item("G"), &chain.Item(1));
-    for (const Cell& cell : chain) EXPECT_EQ(cell.KeyVal() + ":" + std::to_string(cell.NameStr()), "g:0") << line;
-  }
+  Calc calc;
+  calc.Out("YVar+XVar=g");
+  ASSERT_EQ(calc.in().VariableIndex("g"), 4);
+  dna& chain = calc.in().StoredChain(4);
+  EXPECT_EQ(chain.Join(), "YVar+XVar");
+  EXPECT_EQ(&chain.Item("G"), &chain.Item(1));
+  for (const Cell& cell : chain) EXPECT_EQ(cell.KeyVal() + ":" + std::to_string(cell.NameStr()), "g:0");
 }
 
 // Where an error lies: in the line (ErrFormula empty, the place within the

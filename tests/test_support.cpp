@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <charconv>
 #include <cctype>
+#include <cstdlib>
 #include <fstream>
-#include <random>
 #include <stdexcept>
 
 #include "core/errors.hpp"
@@ -14,17 +13,9 @@
 namespace morvex::test {
 
 TempFolder::TempFolder() {
-  static std::atomic<unsigned> counter{0};
-  std::random_device device;
-  auto base = std::filesystem::temp_directory_path();
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    auto candidate = base / ("morvex-test-" + std::to_string(device()) + "-" + std::to_string(counter++));
-    if (std::filesystem::create_directory(candidate)) {
-      path_ = candidate;
-      return;
-    }
-  }
-  throw std::runtime_error("cannot create a temporary folder");
+  std::string pattern = (std::filesystem::temp_directory_path() / "morvex-test-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot create a temporary folder");
+  path_ = pattern;
 }
 
 TempFolder::~TempFolder() {
@@ -46,6 +37,7 @@ std::string Upper(std::string text) {
 }
 
 bool Unescape(const std::string& raw, std::string& out) {
+  static const std::string kEscapes = "\\\\s r\rn\nt\t";  // each escape letter, then the character it stands for
   out.clear();
   for (size_t i = 0; i < raw.size(); ++i) {
     if (raw[i] != '\\') {
@@ -53,23 +45,17 @@ bool Unescape(const std::string& raw, std::string& out) {
       continue;
     }
     if (++i >= raw.size()) return false;
-    switch (raw[i]) {
-      case '\\': out.push_back('\\'); break;
-      case 's': out.push_back(' '); break;
-      case 'r': out.push_back('\r'); break;
-      case 'n': out.push_back('\n'); break;
-      case 't': out.push_back('\t'); break;
-      case 'x': {
-        if (i + 2 >= raw.size()) return false;
-        unsigned value = 0;
-        auto [end, ec] = std::from_chars(raw.data() + i + 1, raw.data() + i + 3, value, 16);
-        if (ec != std::errc() || end != raw.data() + i + 3) return false;
-        out.push_back(static_cast<char>(value));
-        i += 2;
-        break;
-      }
-      default: return false;
+    unsigned value = 0;
+    if (raw[i] == 'x') {
+      if (i + 2 >= raw.size() || std::from_chars(&raw[i + 1], &raw[i + 3], value, 16).ptr != &raw[i + 3]) return false;
+      out.push_back(static_cast<char>(value));
+      i += 2;
+      continue;
     }
+    size_t at = 0;
+    while (at < kEscapes.size() && kEscapes[at] != raw[i]) at += 2;
+    if (at >= kEscapes.size()) return false;
+    out.push_back(kEscapes[at + 1]);
   }
   return true;
 }

@@ -47,8 +47,7 @@ int32_t FailureCode(const std::function<void()>& action);
 // One Change ('C') or Change2 ('2') event with the chain text the handler saw.
 struct Event {
   char channel;
-  int length;
-  int first;
+  int length, first;
   std::string text;
   bool operator==(const Event&) const = default;
 };

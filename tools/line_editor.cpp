@@ -35,6 +35,7 @@ struct LineEditor::State {
   std::optional<std::string> historyFile;
   NameSource names;
   std::string prompt;
+  bool discarded = false;  // Ctrl-C ended the last read
 
   static char* Prompt(EditLine* editor) {
     State* self = nullptr;
@@ -67,6 +68,19 @@ struct LineEditor::State {
     std::fwrite(listing.data(), 1, listing.size(), stdout);
     std::fflush(stdout);
     return CC_REDISPLAY;
+  }
+
+  // Ctrl-C: the line typed so far is dropped and the prompt comes again, as
+  // in a shell. The terminal does not turn the key into an interrupt while a
+  // line is being edited, so that the session goes on; during a computation it
+  // still interrupts the program.
+  static unsigned char Discard(EditLine* editor, int /*key*/) {
+    State* self = nullptr;
+    el_get(editor, EL_CLIENTDATA, &self);
+    self->discarded = true;
+    std::fputs("^C\n", stdout);
+    std::fflush(stdout);
+    return CC_NEWLINE;
   }
 
   void Save() const {
@@ -103,6 +117,9 @@ LineEditor::LineEditor(std::optional<std::string> historyFile, NameSource names)
   // The wide form: the narrow one copies the two names and never frees them.
   el_wset(editor, EL_ADDFN, L"morvex-complete", L"complete a word", &State::Complete);
   el_set(editor, EL_BIND, "^I", "morvex-complete", nullptr);
+  el_set(editor, EL_SETTY, "-d", "-isig", nullptr);
+  el_wset(editor, EL_ADDFN, L"morvex-discard", L"drop the line", &State::Discard);
+  el_set(editor, EL_BIND, "^C", "morvex-discard", nullptr);
   el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
   for (const char* key : kHomeKeys) el_set(editor, EL_BIND, key, "ed-move-to-beg", nullptr);
   for (const char* key : kEndKeys) el_set(editor, EL_BIND, key, "ed-move-to-end", nullptr);
@@ -117,7 +134,11 @@ LineEditor::~LineEditor() {
 bool LineEditor::ReadLine(std::string_view prompt, std::string& line) {
   state_->prompt.assign(prompt);
   int count = 0;
-  const char* text = el_gets(state_->editor, &count);
+  const char* text = nullptr;
+  do {
+    state_->discarded = false;
+    text = el_gets(state_->editor, &count);
+  } while (state_->discarded);
   if (text == nullptr || count <= 0) return false;
   line.assign(text, static_cast<std::size_t>(count));
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();

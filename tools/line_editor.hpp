@@ -1,6 +1,6 @@
 // The line editor of a terminal session, on libedit: arrows, Home and End,
-// Ctrl-R to search the history, Tab to complete a word, and a history that is
-// kept in a file between sessions.
+// Ctrl-R to search the history, Tab to complete a word, Ctrl-C to drop the
+// line being typed, and a history that is kept in a file between sessions.
 #pragma once
 
 #include <functional>

@@ -6,24 +6,68 @@ const $ = (id) => document.getElementById(id);
 
 // ---- Steps: one frame per Change or Change2 event, in the order raised ----
 
-// An event says which characters are about to be, or have just been,
-// replaced; it does not say which. A frame whose text differs from the text of
-// the previous event of the same chain shows the characters just produced, any
-// other the characters about to be consumed. The second chain starts afresh
-// after its closing event (length 0), which ends each worked-out formula.
+// An event marks characters about to be replaced or just produced, and does
+// not say which. Most steps raise one event before and one after; some raise
+// only the one before (pi, a comparison, a variable on the second chain), and
+// numbers side by side one before for each. So each chain keeps the stretches
+// of its text marked before a step and not yet answered, innermost last. An
+// event shows characters just produced when its text is the chain's last text
+// with one of those stretches (or the last few side by side) replaced by its
+// marked characters, or when they lie within a change that touched the last of
+// those stretches (a word power made into a group marks only a part of it).
+// The second chain starts afresh after its closing event (length 0), which
+// ends each worked-out formula.
 function buildFrames(record) {
   const frames = [];
   let mainText = record.inString || record.line;
-  const previous = { Change: null, Change2: null };
+  const chains = { Change: { text: null, open: [] }, Change2: { text: null, open: [] } };
   for (const event of record.events) {
-    if (event.name !== "Change" && event.name !== "Change2") continue;
-    const before = previous[event.name];
-    const replaced = before !== null && before.text !== event.text;
-    previous[event.name] = event.name === "Change2" && event.length === 0 ? null : event;
+    const chain = chains[event.name];
+    if (!chain) continue;
+    const start = event.first - 1, end = start + event.length, last = chain.open.at(-1);
+    let replaced = false;
+    if (chain.text !== null && chain.text !== event.text) {
+      const change = changeOf(chain.text, event.text);
+      const answered = event.length > 0 ? answeredStretch(chain.open, change, start, end) : null;
+      replaced = event.length > 0 && (answered !== null || (last !== undefined && last.from < change.to &&
+        last.to > change.from && start >= change.from && end <= change.to + change.grown));
+      chain.open = moveStretches(chain.open, answered || change, change.grown);
+    }
+    if (!replaced && event.length > 0) chain.open.push({ from: start, to: end });
+    chain.text = event.text;
+    if (event.name === "Change2" && event.length === 0) chains.Change2 = { text: null, open: [] };
     if (event.name === "Change") mainText = event.text;
     frames.push({ event, replaced, mainText });
   }
   return frames;
+}
+
+// Where `after` differs from `before`: characters from..to of `before`, and by
+// how many characters the text grew.
+function changeOf(before, after) {
+  let from = 0, tail = 0;
+  while (from < Math.min(before.length, after.length) && before[from] === after[from]) from++;
+  while (tail < Math.min(before.length, after.length) - from && before.at(-1 - tail) === after.at(-1 - tail)) tail++;
+  return { from, to: before.length - tail, grown: after.length - before.length };
+}
+
+// The open stretch, or run of them side by side up to the last, that holds the
+// change and whose place in the new text is exactly start..end.
+function answeredStretch(open, change, start, end) {
+  for (let k = open.length - 1; k >= 0; k--) {
+    const sideBySide = open.slice(k + 1).every((stretch, i) => stretch.from === open[k + i].to);
+    const from = open[k].from, to = sideBySide ? open.at(-1).to : open[k].to;
+    if (from <= change.from && to >= change.to && from === start && to + change.grown === end) return { from, to };
+  }
+  return null;
+}
+
+// The open stretches once characters from..to have been replaced by `grown`
+// more: those inside are gone (answered, or replaced by a step that told only
+// before it), one around them grows with them, those after them move.
+function moveStretches(open, { from, to }, grown) {
+  return open.filter((s) => s.to <= from || s.from >= to || (s.from <= from && s.to >= to && s.to - s.from > to - from))
+    .map((s) => ({ from: s.from >= to ? s.from + grown : s.from, to: s.to <= from ? s.to : s.to + grown }));
 }
 
 // Writes `text` into `element` with characters first (1-based) for length marked.

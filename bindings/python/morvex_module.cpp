@@ -16,6 +16,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <utility>
@@ -87,6 +88,17 @@ class Calculator {
     };
   }
 
+  // The garbage collector's view of the handlers: a handler that refers to
+  // its own calculator forms a cycle that it can then find and break.
+  int VisitHandlers(visitproc visit, void* arg) {
+    for (py::object* slot : Slots()) Py_VISIT(slot->ptr());
+    return 0;
+  }
+  void DropHandlers() {
+    calculator_.Events() = {};
+    for (py::object* slot : Slots()) *slot = py::none();
+  }
+
   py::object on_change = py::none(), on_change2 = py::none(), on_wait = py::none(), on_progress = py::none(),
              on_internal_calc = py::none(), on_get_functions = py::none(), on_update_variables = py::none(),
              on_input_box = py::none(), on_vbs_progress = py::none(), on_host_turn = py::none();
@@ -123,6 +135,11 @@ class Calculator {
     return py::none();
   }
 
+  std::array<py::object*, 10> Slots() {
+    return {&on_change,   &on_change2,          &on_wait,      &on_progress,     &on_internal_calc,
+            &on_get_functions, &on_update_variables, &on_input_box, &on_vbs_progress, &on_host_turn};
+  }
+
   morvex::clsMorvex calculator_;
   std::optional<py::error_already_set> pending_;
 };
@@ -143,10 +160,31 @@ void EventProperty(py::class_<Calculator>& cls, const char* name, const char* do
       doc);
 }
 
+bool Constructed(PyObject* self) {
+  return reinterpret_cast<py::detail::instance*>(self)->get_value_and_holder().holder_constructed();
+}
+
+// Lets the garbage collector see a calculator's handlers and drop them.
+void AllowCollection(PyHeapTypeObject* heapType) {
+  PyTypeObject& type = heapType->ht_type;
+  type.tp_flags |= Py_TPFLAGS_HAVE_GC;
+  type.tp_traverse = [](PyObject* self, visitproc visit, void* arg) {
+    Py_VISIT(Py_TYPE(self));
+    if (!Constructed(self)) return 0;
+    return py::cast<Calculator&>(py::handle(self)).VisitHandlers(visit, arg);
+  };
+  type.tp_clear = [](PyObject* self) {
+    if (Constructed(self))
+      py::cast<Calculator&>(py::handle(self)).DropHandlers();
+    return 0;
+  };
+}
+
 void DefineCalculator(py::module_& module) {
   py::class_<Calculator> cls(module, "Calculator",
                              "An engineering expression calculator: calculate(line) computes a line; the answer, "
-                             "or the error and its place, are read from the attributes.");
+                             "or the error and its place, are read from the attributes.",
+                             py::custom_type_setup(AllowCollection));
   cls.def(py::init<bool>(), py::arg("initialize") = true,
           "A calculator, initialised unless initialize is False (then initialize() comes first).");
   cls.def("initialize", [](Calculator& self) { self.Calc().Initialize(); });

@@ -92,8 +92,10 @@ LeftState TakeLeft(const Calculator& c) {
   return s;
 }
 
-// Puts back what a passed-over definition left. ResultText has its text
-// already. Ans's stored chain is not put back: nothing reads the chains of
+// Puts back what a passed-over definition left, so that passing over is the
+// same as computing for whatever the next computation reads, without arguing
+// field by field which ones a line reads before it sets them (4,000 random
+// sessions showed none today). ResultText has its text already. Ans's stored chain is not put back: nothing reads the chains of
 // the first three variables (the listing, formula words and nested
 // calculators begin with the user's).
 void PutLeft(Calculator& c, const LeftState& s) {

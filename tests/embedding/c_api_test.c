@@ -9,22 +9,15 @@
 
 static int failures = 0;
 
-#define CHECK(condition)                                                      \
-  do {                                                                        \
-    if (!(condition)) {                                                       \
-      fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #condition); \
-      ++failures;                                                             \
-    }                                                                         \
-  } while (0)
+#define CHECK(condition) check((condition) != 0, #condition, NULL, NULL, __LINE__)
+#define CHECK_TEXT(actual, expected) check(strcmp((actual), (expected)) == 0, #actual, (actual), (expected), __LINE__)
 
-#define CHECK_TEXT(actual, expected)                                                                   \
-  do {                                                                                                 \
-    const char *got_ = (actual);                                                                       \
-    if (strcmp(got_, (expected)) != 0) {                                                               \
-      fprintf(stderr, "%s:%d: %s is \"%s\", not \"%s\"\n", __FILE__, __LINE__, #actual, got_, expected); \
-      ++failures;                                                                                      \
-    }                                                                                                  \
-  } while (0)
+static void check(int passed, const char *what, const char *got, const char *expected, int line) {
+  if (passed) return;
+  if (got != NULL) fprintf(stderr, "%s:%d: %s is \"%s\", not \"%s\"\n", __FILE__, line, what, got, expected);
+  else fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, line, what);
+  ++failures;
+}
 
 static int calculate(morvex_calculator *calc, const char *line) { return morvex_calculate(calc, line, strlen(line)); }
 

@@ -1,12 +1,8 @@
-"""The README's embedding examples, built and run as a host would build them.
-
-The README marks each example with `<!-- example: NAME -->` and its printed
-output with `<!-- output: NAME -->`, each followed by a fenced block. Modes:
-installed (build the C++ example with find_package and the C one with
-pkg-config against an installed build, run both, compare the output),
-subproject (configure with add_subdirectory; no test or tool target is made),
-exports (a shared library exports only the public interface). The Python
-example is run by the Python module's tests, through extract().
+"""The README's embedding examples (blocks marked `<!-- example: NAME -->`, their
+output `<!-- output: NAME -->`), built and run as a host builds them: installed
+(find_package and pkg-config against an installed build), subproject
+(add_subdirectory makes no test or tool target), exports (a shared library
+exports only the public interface). The Python module's tests use extract().
 """
 import argparse
 import os
@@ -53,16 +49,8 @@ def expect_output(program, blocks, name, library_dir=None):
         raise SystemExit(f"{program} printed:\n{printed}\nthe README says:\n{wanted}")
 
 
-def configure_and_build(cmake, source, build, definitions):
-    run([cmake, "-S", source, "-B", build, "-DCMAKE_BUILD_TYPE=Release", *definitions], stdout=subprocess.DEVNULL)
-    run([cmake, "--build", build, "-j2"], stdout=subprocess.DEVNULL)
-
-
 def compiler_definitions(args):
-    definitions = [f"-DCMAKE_CXX_COMPILER={args.cxx}"]
-    if args.launcher:
-        definitions.append(f"-DCMAKE_CXX_COMPILER_LAUNCHER={args.launcher}")
-    return definitions
+    return [f"-DCMAKE_CXX_COMPILER={args.cxx}"] + ([f"-DCMAKE_CXX_COMPILER_LAUNCHER={args.launcher}"] if args.launcher else [])
 
 
 def installed(args, blocks, work):
@@ -70,7 +58,9 @@ def installed(args, blocks, work):
     run([args.cmake, "--install", args.build, "--prefix", prefix], stdout=subprocess.DEVNULL)
 
     cpp = write_examples(blocks, "cpp", work)
-    configure_and_build(args.cmake, cpp, cpp / "build", [f"-DCMAKE_PREFIX_PATH={prefix}", *compiler_definitions(args)])
+    run([args.cmake, "-S", cpp, "-B", cpp / "build", "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_PREFIX_PATH={prefix}",
+         *compiler_definitions(args)], stdout=subprocess.DEVNULL)
+    run([args.cmake, "--build", cpp / "build", "-j2"], stdout=subprocess.DEVNULL)
     expect_output(cpp / "build" / "area", blocks, "cpp")
 
     c = write_examples(blocks, "c", work)
@@ -131,15 +121,9 @@ def exports(args, blocks, work):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("mode", choices=["installed", "subproject", "exports"])
-    parser.add_argument("--readme", required=True)
-    parser.add_argument("--source", required=True)
-    parser.add_argument("--build", required=True)
-    parser.add_argument("--work", required=True)
-    parser.add_argument("--cmake", default="cmake")
-    parser.add_argument("--cc", default="cc")
-    parser.add_argument("--cxx", default="c++")
-    parser.add_argument("--launcher", default="")
-    parser.add_argument("--library", default="")
+    for option, default in (("readme", None), ("source", None), ("build", None), ("work", None), ("cmake", "cmake"),
+                            ("cc", "cc"), ("cxx", "c++"), ("launcher", ""), ("library", "")):
+        parser.add_argument("--" + option, default=default, required=default is None)
     args = parser.parse_args()
 
     work = Path(args.work) / args.mode

@@ -1,67 +1,62 @@
-// Drives the web page in headless Chromium: answers, errors and their
-// underline, the steps played back against the calculator's own events, a
-// formula word in the second row, the unknown-word prompt, the variables
-// panel, the history, and both window sizes. Any console error fails the run.
-//
-//   node page_test.mjs PAGE_DIR OUT_DIR
-// PAGE_DIR holds index.html and morvex.js; the screenshots go to OUT_DIR.
-import { mkdtempSync, rmSync } from "node:fs";
+// Drives the web page in headless Chromium (through chromium.mjs): answers,
+// errors and their underline, the steps played back against the calculator's
+// own events, a formula word in the second row, the unknown-word prompt, the
+// variables panel, the history, and both window sizes. Any console error fails
+// the run. `node page_test.mjs PAGE_DIR OUT_DIR`: PAGE_DIR holds index.html and
+// morvex.js; the screenshots go to OUT_DIR.
+import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import path from "node:path";
 import { pathToFileURL } from "node:url";
-import puppeteer from "puppeteer-core";
+import { openPage } from "./chromium.mjs";
 
 const [pageDir, outDir] = process.argv.slice(2);
-if (!pageDir || !outDir) {
-  console.error("usage: node page_test.mjs PAGE_DIR OUT_DIR");
-  process.exit(2);
-}
+if (!outDir) throw new Error("usage: node page_test.mjs PAGE_DIR OUT_DIR");
 
 const failures = [];
 function check(condition, what, detail = "") {
   if (!condition) failures.push(`${what}${detail ? ": " + detail : ""}`);
-  return condition;
 }
 const show = (value) => JSON.stringify(value);
+// A run that hangs fails (Chromium ends with the pipe); a whole run takes seconds.
+setTimeout(() => { console.error("FAIL the run took over two minutes"); process.exit(1); }, 120000).unref();
 
 const profile = mkdtempSync(path.join(tmpdir(), "morvex-chromium-"));
-const browser = await puppeteer.launch({
-  executablePath: process.env.CHROMIUM || "/usr/bin/chromium",
-  headless: true,
-  userDataDir: profile,
-  args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-    "--disable-background-networking", "--disable-component-update", "--disable-sync"],
-});
-
-const consoleErrors = [];
+let page;
 try {
-  const page = await browser.newPage();
-  page.on("console", (message) => {
-    if (message.type() === "error") consoleErrors.push(message.text());
-  });
-  page.on("pageerror", (error) => consoleErrors.push(String(error)));
-  page.on("requestfailed", (request) => consoleErrors.push(`request failed: ${request.url()}`));
+  page = await openPage(process.env.CHROMIUM || "/usr/bin/chromium", [`--user-data-dir=${profile}`,
+    "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--hide-scrollbars",
+    "--disable-background-networking", "--disable-component-update", "--disable-sync"]);
+  async function screenshot(file, fullPage = false) {
+    const { cssContentSize: { width, height } } = await page.send("Page.getLayoutMetrics");
+    const { data } = await page.send("Page.captureScreenshot", fullPage
+      ? { captureBeyondViewport: true, clip: { x: 0, y: 0, width, height, scale: 1 } } : {});
+    writeFileSync(path.join(outDir, file), Buffer.from(data, "base64"));
+  }
 
-  await page.setViewport({ width: 1280, height: 860 });
-  await page.goto(pathToFileURL(path.join(pageDir, "index.html")).href);
-  await page.waitForSelector("body[data-ready=true]", { timeout: 30000 });
+  const setViewport = (width, height, deviceScaleFactor = 1) =>
+    page.send("Emulation.setDeviceMetricsOverride", { width, height, deviceScaleFactor, mobile: false });
+  await setViewport(1280, 860);
+  await page.send("Page.navigate", { url: pathToFileURL(path.join(pageDir, "index.html")).href });
+  await page.waitFor(() => document.body?.dataset.ready === "true");
 
   // Types a line, presses Enter and waits until the line is in the history.
   async function compute(line) {
-    const count = await page.$$eval("#history li", (items) => items.length);
-    await page.click("#line", { clickCount: 3 });
-    await page.type("#line", line);
-    await page.keyboard.press("Enter");
-    await page.waitForFunction((n) => document.querySelectorAll("#history li").length > n, {}, count);
+    const count = await page.evaluate(() => document.querySelectorAll("#history li").length);
+    await page.click("#line", 3);
+    await page.type(line);
+    await page.press("Enter");
+    await page.waitFor((n) => document.querySelectorAll("#history li").length > n, count);
   }
-  const text = (selector) => page.$eval(selector, (element) => element.textContent);
-  const visible = (selector) => page.$eval(selector, (element) => element.getClientRects().length > 0);
+  const $eval = (selector, fn, ...args) => page.evaluate((selector, fn, args) =>
+    (0, eval)(fn)(document.querySelector(selector), ...args), selector, String(fn), args);
+  const text = (selector) => $eval(selector, (element) => element.textContent);
+  const visible = (selector) => $eval(selector, (element) => element.getClientRects().length > 0);
 
   // A mark inside `selector`: the text before it, its own text and the row's.
-  const marked = (selector, markSelector) => page.$eval(selector, (row, markSelector) => {
-    const mark = row.querySelector(markSelector);
+  const marked = (selector, markSelector) => $eval(selector, (row, markSelector) => {
+    const mark = row.querySelector(markSelector), range = document.createRange();
     if (!mark) return { text: row.textContent, before: null, mark: null };
-    const range = document.createRange();
     range.setStart(row, 0);
     range.setEndBefore(mark);
     return { text: row.textContent, before: range.toString(), mark: mark.textContent,
@@ -70,31 +65,25 @@ try {
 
   // Steps through every frame of the last line from the first and compares
   // each with the Change and Change2 events that the calculator raises for it.
-  // Gives for each frame whether it showed characters just replaced.
+  // Gives for each frame "p" if it showed characters just produced, else "c",
+  // in upper case in the second row.
   async function checkFrames(line, events) {
-    const replaced = [];
+    let replaced = "";
     const steps = events.filter((event) => event.name === "Change" || event.name === "Change2");
-    if (await page.$eval("#steps", (element) => element.classList.contains("playing"))) {
-      await page.click("#play");
-    }
-    while (!(await page.$eval("#back", (button) => button.disabled))) await page.click("#back");
-    check(await text("#stepCount") === `step 1 of ${steps.length}`, `${line}: frame count`,
-      await text("#stepCount"));
+    if (await $eval("#steps", (element) => element.classList.contains("playing"))) await page.click("#play");
+    while (!(await $eval("#back", (button) => button.disabled))) await page.click("#back");
+    check(await text("#stepCount") === `step 1 of ${steps.length}`, `${line}: frame count`, await text("#stepCount"));
     for (const [i, event] of steps.entries()) {
       if (i > 0) await page.click("#forward");
-      const formulaShown = await visible("#formulaRow");
       const inFormula = event.name === "Change2";
-      check(formulaShown === inFormula, `${line}: frame ${i + 1} second row shown`, show(event));
+      check(await visible("#formulaRow") === inFormula, `${line}: frame ${i + 1} second row shown`, show(event));
       const { replaced: isReplaced, ...got } = await marked(inFormula ? "#stepFormula" : "#stepMain", ".mark");
-      replaced.push(Boolean(isReplaced));
-      const want = {
-        text: event.text,
-        before: event.length > 0 ? event.text.slice(0, event.first - 1) : null,
-        mark: event.length > 0 ? event.text.substr(event.first - 1, event.length) : null,
-      };
+      replaced += inFormula ? (isReplaced ? "P" : "C") : (isReplaced ? "p" : "c");
+      const want = { text: event.text, before: event.length > 0 ? event.text.slice(0, event.first - 1) : null,
+        mark: event.length > 0 ? event.text.substr(event.first - 1, event.length) : null };
       check(show(got) === show(want), `${line}: frame ${i + 1}`, `${show(got)} != ${show(want)}`);
     }
-    check(await page.$eval("#forward", (button) => button.disabled), `${line}: last frame ends the steps`);
+    check(await $eval("#forward", (button) => button.disabled), `${line}: last frame ends the steps`);
     return replaced;
   }
   // The events of a line, from the page's calculator itself.
@@ -136,29 +125,35 @@ try {
       `${record.outString} (error ${record.errNumber})`);
   }
 
-  // The reduction, frame by frame, equal to the Change events.
-  await compute("2*(3+4)^2");
-  check(await text("#value") === "98", "2*(3+4)^2 answer", await text("#value"));
-  // The events as the calculator raises them natively: length, first, text.
+  // The events of 2*(3+4)^2 as the calculator raises them natively: length, first, text.
   const powerEvents = await eventsOf("2*(3+4)^2");
   const expectedPowerEvents = [
     [5, 3, "2*(3+4)^2"], [3, 4, "2*(3+4)^2"], [1, 4, "2*(7)^2"], [1, 3, "2*7^2"],
     [3, 3, "2*7^2"], [2, 3, "2*49"], [4, 1, "2*49"], [2, 1, "98"],
   ].map(([length, first, text]) => ({ name: "Change", length, first, text }));
   check(show(powerEvents) === show(expectedPowerEvents), "2*(3+4)^2 events", show(powerEvents));
-  const powerReplaced = await checkFrames("2*(3+4)^2", powerEvents);
-  // Consumed characters first, then the ones produced in their place.
-  check(show(powerReplaced) === show([false, false, true, true, false, true, false, true]),
-    "2*(3+4)^2: consumed and produced frames", show(powerReplaced));
 
-  // A formula word: worked out in the second row, then back in the line.
+  // The reduction frame by frame, equal to the Change and Change2 events (a
+  // formula word's in the second row, upper case); each frame shows characters
+  // about to be consumed (c) or just produced (p). Most steps raise an event
+  // before and one after; pi and a formula's variable one before only, numbers
+  // side by side one before each; a word power's group is marked in part.
   await compute("XVar^2=sq");
   check((await text("#formulas")).includes("sq = XVar^2"), "formula in the panel", await text("#formulas"));
-  await compute("sq3+1");
-  check(await text("#value") === "10", "sq3+1 answer", await text("#value"));
-  const formulaEvents = await eventsOf("sq3+1");
-  check(formulaEvents.some((event) => event.name === "Change2"), "sq3+1 raises Change2", show(formulaEvents));
-  await checkFrames("sq3+1", formulaEvents);
+  await compute("XVar+PI=k");
+  for (const [line, value, frames] of [
+    ["2*(3+4)^2", "98", "ccppcpcp"],
+    ["sq3+1", "10", "CCPCcpcp"],
+    ["k1", "4.14159265358979", "CCCPCcp"],
+    ["PI*2", "6.28318530717958", "ccp"],
+    ["4(12)", "48", "cpccp"],
+    ["sin^2(30)", "0.25", "cpcpccppcp"],
+  ]) {
+    await compute(line);
+    check(await text("#value") === value, `${line}: answer`, await text("#value"));
+    const got = await checkFrames(line, await eventsOf(line));
+    check(got === frames, `${line}: consumed and produced frames`, got);
+  }
 
   // A plain variable appears in the panel; a new value updates it.
   await compute("2+3=x");
@@ -167,54 +162,53 @@ try {
   check((await text("#variables")).includes("x = 7"), "variable updated", await text("#variables"));
 
   // An unknown word is asked in the page.
-  await page.click("#line", { clickCount: 3 });
-  await page.type("#line", "r*2");
-  await page.keyboard.press("Enter");
-  await page.waitForSelector("#ask[open]");
+  await page.click("#line", 3);
+  await page.type("r*2");
+  await page.press("Enter");
+  await page.waitFor(() => document.querySelector("#ask[open]"));
   check(await text("#askWord") === "r", "the prompt names the word", await text("#askWord"));
-  await page.type("#askValue", "1.5");
-  await page.keyboard.press("Enter");
-  await page.waitForFunction(() => document.querySelector("#history li code")?.textContent === "r*2");
+  await page.type("1.5");
+  await page.press("Enter");
+  await page.waitFor(() => document.querySelector("#history li code")?.textContent === "r*2");
   check(await text("#value") === "3", "r*2 with r = 1.5", await text("#value"));
   check((await text("#variables")).includes("r = 1.5"), "asked word in the panel", await text("#variables"));
 
   // A failure of the library reaches the page as a message; the variables stay.
-  await page.$eval("#line", (input, line) => { input.value = line; }, "1+".repeat(20000) + "1");
-  await page.keyboard.press("Enter");
-  await page.waitForFunction(() => document.querySelector("#history li span")?.textContent === "failed");
+  await compute("1+".repeat(20000) + "1");
+  check(await text("#history li span") === "failed", "failure in the history", await text("#history li span"));
   check((await text("#problem")).includes("at most 32,767 cells (code 6)"), "failure shown", await text("#problem"));
   check((await text("#variables")).includes("r = 1.5"), "variables kept after a failure", await text("#variables"));
   await compute("r+1");
   check(await text("#value") === "2.5", "calculator usable after a failure", await text("#value"));
 
   // Up recalls the last line, twice the one before.
-  await page.click("#line", { clickCount: 3 });
-  await page.keyboard.press("Backspace");
-  await page.keyboard.press("ArrowUp");
-  check(await page.$eval("#line", (input) => input.value) === "r+1", "Up recalls the last line");
-  await page.keyboard.press("ArrowUp");
-  await page.keyboard.press("ArrowUp");
-  check(await page.$eval("#line", (input) => input.value) === "r*2", "Up again the lines before");
+  await page.click("#line", 3);
+  await page.press("Backspace");
+  await page.press("ArrowUp");
+  check(await $eval("#line", (input) => input.value) === "r+1", "Up recalls the last line");
+  await page.press("ArrowUp");
+  await page.press("ArrowUp");
+  check(await $eval("#line", (input) => input.value) === "r*2", "Up again the lines before");
 
   // The screenshots show the steps of a line part way through.
   await compute("sin(30)*2+1.5E2=area");
   await page.click("#play");
   for (let i = 0; i < 5; i++) await page.click("#forward");
-  await page.screenshot({ path: path.join(outDir, "web-page-desktop.png") });
+  await screenshot("web-page-desktop.png");
 
   // A phone-sized window: nothing wider than the screen.
-  await page.setViewport({ width: 390, height: 844, deviceScaleFactor: 2 });
+  await setViewport(390, 844, 2);
   check(await page.evaluate(() => document.documentElement.scrollWidth <= window.innerWidth),
     "no sideways scrolling on a phone");
-  await page.screenshot({ path: path.join(outDir, "web-page-phone.png"), fullPage: true });
+  await screenshot("web-page-phone.png", true);
 } catch (error) {
   failures.push(`the run stopped: ${error.message}`);
 } finally {
-  await browser.close();
+  await page?.close();
   rmSync(profile, { recursive: true, force: true });
 }
 
-for (const error of consoleErrors) check(false, "console error", error);
+for (const error of page?.errors ?? []) check(false, "console error", error);
 if (failures.length) {
   for (const failure of failures) console.error(`FAIL ${failure}`);
   process.exit(1);

@@ -1,8 +1,10 @@
 """The Python module as a notebook or script uses it."""
 import doctest
+import gc
 import importlib.util
 import os
 import threading
+import weakref
 
 import pytest
 
@@ -142,3 +144,14 @@ def test_properties_are_read_only(calc):
     assert calc.angle_unit == "Radian"
     assert [name for name, _, _ in calc.variables] == ["Ans", "XVar", "YVar"]
     assert morvex.__version__.count(".") == 2
+
+
+def test_a_handler_that_refers_to_its_calculator_is_collected():
+    def make():
+        calc = morvex.Calculator()
+        calc.on_change = lambda length, first: calc.dna_string
+        return weakref.ref(calc)
+
+    gone = make()
+    gc.collect()
+    assert gone() is None
