@@ -39,26 +39,6 @@ struct FileHost : test::Calc {
   }
 };
 
-// A missing file or a folder changes nothing; no path means StartUp.txt of the program folder.
-TEST(LineFiles, StartUpFileOfTheProgramFolderRunsWithoutAPath) {
-  FileHost host;
-  host.Out("2+3=x cm");
-  for (std::string path : {std::string(), host.folder.str() + "/missing.txt", host.folder.str()}) host.m.LoadHText(path);
-  EXPECT_EQ(host.log, Log{});
-  EXPECT_EQ(host.m.Expression(), "cm");
-  test::TempFolder other;
-  other.Write("StartUp.txt", "1=a\n\n\n");
-  host.folder.Write("StartUp.txt", "2*3=s\nRAD\n\n\n");
-  host.m.LoadHText();
-  EXPECT_EQ(host.log, (Log{P(1.0 / 4), "C 2*3", P(2.0 / 4), "C Radians", "P1"}));
-  EXPECT_EQ(host.Var("s")->Value, 6);
-  EXPECT_EQ(host.m.AngleUnit(), "Radian") << "what the lines did stays";
-  EXPECT_FALSE(host.Has("a"));
-  host.m.ProgramFolder(other.str());
-  host.m.LoadHText();
-  EXPECT_TRUE(host.Has("a"));
-}
-
 // Of the first block's entries all but the last two run, counted by its line
 // feeds, with Progress before each and at the end; the run ends with cleared outputs.
 TEST(LineFiles, CountRulesOfTheLoop) {

@@ -41,10 +41,6 @@ struct Host : test::Calc {
   }
 };
 
-struct ScriptHost : Host {
-  ScriptHost() { WriteScript(ScriptFile(kProcedures)); }
-};
-
 // The line on a calculator without a script file that has seen the same lines before.
 std::string Ordinary(const std::vector<std::string>& before, const std::string& line) {
   Host plain;
@@ -61,7 +57,8 @@ TEST(ScriptPath, LinesThatGiveNoAnswerAreOrdinaryLines) {
       {"2+3=w cm", {}}, {"h(1)", {}}, {"f(", {}}, {"Boom(2)", {0.5, 1.0}}, {"Boom0", {0.5}},
       {"Hush()", {0.5, 1.0}}, {"Quiet(5)", {0.5, 1.0}}};
   for (const auto& [line, progress] : cases) {
-    ScriptHost host;
+    Host host;
+    host.WriteScript(ScriptFile(kProcedures));
     host.Line("9");
     EXPECT_EQ(host.Line(line), Ordinary({"9"}, line));
     EXPECT_EQ(host.progress, progress) << line;
@@ -85,25 +82,6 @@ TEST(ScriptPath, ScriptTextFollowsTheLineFileCount) {
     if (usable) EXPECT_EQ(host.m.OutString() + "|" + host.m.Expression(), "7|VBScript Run g") << bytes;
     else EXPECT_EQ(o, Ordinary({}, "g=x")) << bytes;
     EXPECT_EQ(host.progress.empty(), !usable) << bytes;
-  }
-}
-
-// Without a script file a failure of the scan reaches the host; with one,
-// Calculate notes it and goes on. Calls nested in arguments end in an answer
-// or in failure 28, and the calculator goes on.
-TEST(ScriptPath, FailuresInsideALineLeaveTheCalculatorUsable) {
-  const std::string longExpression(40000, '1');
-  EXPECT_THROW(Host().Line(longExpression), Failure);
-  auto nested = [](size_t depth) {
-    std::string line;
-    for (size_t i = 0; i < depth; ++i) line += "f(";
-    return line + "1" + std::string(depth, ')');
-  };
-  for (const std::string& line : {longExpression, "f(" + longExpression + ")", nested(41), nested(5000)}) {
-    ScriptHost host;
-    const int32_t code = test::FailureCode([&] { host.Line(line); });
-    EXPECT_TRUE(code == 0 || (line.size() < 40000 && code == failure_code::OutOfStackSpace)) << line.size() << code;
-    EXPECT_EQ(host.Line("f(2)").substr(0, 3) + host.Out("2+3"), "|4|5") << line.size();
   }
 }
 
