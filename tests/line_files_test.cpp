@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <sstream>
-#include <thread>
 
 #include "test_support.hpp"
 
@@ -108,17 +107,6 @@ TEST(LineFiles, PauseLineRaisesWaitInsteadOfCalculating) {
   EXPECT_EQ(atWait, (Log{"f", "cm", "", ""}));
   EXPECT_EQ((Log{host.lines.at(0), host.lines.at(2)}), (Log{"XVar*2|f|cm|f", "|||"}));
   EXPECT_TRUE(host.Has("b"));
-}
-
-TEST(LineFiles, PauseBeforeAnyScanOfTheThread) {
-  Log seen;
-  std::thread([&] {
-    FileHost host;
-    host.Load("first.txt", "$\n\n1+1\n\n\n");
-    seen = host.log;
-    seen.push_back(host.outs.back());
-  }).join();
-  EXPECT_EQ(seen, (Log{P(0.2), "W", "C ", P(0.4), "C ", P(0.6), "C 1+1", "P1", "2"}));
 }
 
 // After the run the outputs are cleared but for StringTyping and ErrLength,
