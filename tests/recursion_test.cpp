@@ -24,10 +24,9 @@ struct Session : test::Calc {
   Session() { m.Events().InputBox = nullptr; }
 };
 
-// Formula variables after the ones under test: the replay into each nested
-// calculator leaves out the last variable of the list, so they keep those in
-// play for as many levels as there are fillers. Their names share no letter
-// run with the names and words of the lines.
+// Formula variables after the ones under test, which keep those in the replay
+// for as many nested levels as there are fillers (the replay leaves out the
+// last variable of the list); their names cut no name or word of the lines.
 Names Fillers(int count) {
   const std::string_view letters = "hijmnopqtuw";
   Names lines;
@@ -62,40 +61,26 @@ Names TableOf(const clsMorvex& calc) {
 const std::string k28 = "failure 28";
 
 TEST(SelfReference, EndsWithAnAnswerOrOutOfStackSpace) {
+  // The definitions, the fillers after them, the line and its outcome. The
+  // silent run does not look at the last cell of a text; the calculation run
+  // hands the text to a nested calculator, where the last variable of the
+  // list is not replayed and is an unknown word (0).
   const std::tuple<Names, int, const char*, std::string> rows[] = {
-      // f names itself after its argument. The silent run does not look at
-      // the last cell of a text, so it does not descend; the calculation run
-      // hands the text to a nested calculator, where f, alone in the list, is
-      // not replayed and is an unknown word (0).
       {{"XVar+f=f"}, 0, "f1", "1"},
-      {{"XVar+f=f"}, 0, "2+f1", "3"},
-      // Replayed, the nested line «1+f» ends in a prefix word, which its
-      // detection refuses; the outer run scans the answer as an open word.
-      {{"XVar+f=f"}, 3, "f1", "NotCreatable"},
-      // A postfix word may close a line, so each nested calculator descends
-      // once more while the replay still holds f; at the bottom f is unknown,
-      // and every level adds its argument to 0.
+      {{"XVar+f=f"}, 3, "f1", "NotCreatable"},  // the nested «1+f» ends in a prefix word
+      // A postfix word may close a line: each nested calculator descends once
+      // more while the replay holds f, and every level adds its argument to 0.
       {{"YVar+f=f"}, 0, "1f", "1"},
       {{"YVar+f=f"}, 3, "2+1f", "3"},
       {{"YVar+f=f"}, 3, "1f*2=w", "2"},
-      {{"YVar+f=f"}, 3, "1f+2f=w", "3"},
-      // Without a target, a word that is not in the last place of the line is
-      // expanded in place by the silent run, and its text brings it back.
-      {{"YVar+f=f"}, 3, "1f*2", k28},
-      {{"YVar+f=f"}, 0, "1f+2f", k28},
-      // More fillers than the depth of nesting allows.
-      {{"YVar+f=f"}, 45, "3+1f=w", k28},
+      {{"YVar+f=f"}, 3, "1f*2", k28},     // no target: the silent run expands f in place
+      {{"YVar+f=f"}, 45, "3+1f=w", k28},  // more fillers than the depth of nesting allows
       {{"YVar+g=f", "YVar+f=g"}, 3, "2g", "2"},
-      {{"YVar+g=f", "YVar+f=g"}, 45, "1f", k28},
-      // f names itself first: the silent run's budget of expansions ends it.
-      {{"f+XVar=f"}, 0, "f1", k28},
-      {{"g+XVar=f", "f+XVar=g"}, 0, "f1", k28},
-      // A target: no silent run, and f, the last variable, is not replayed to
-      // the nested calculator; unless the new target comes last.
+      {{"f+XVar=f"}, 0, "f1", k28},  // f first: the silent run's budget of expansions ends it
+      // A target: no silent run, and f, the last variable, is not replayed; unless the target comes last.
       {{"0=w", "f+XVar=f"}, 0, "f1=w", "1"},
       {{"f+XVar=f"}, 0, "f1=w", k28},
-      // A plain variable that names itself, inside a formula.
-      {{"b+1=b", "b+XVar=f"}, 0, "f1", k28},
+      {{"b+1=b", "b+XVar=f"}, 0, "f1", k28},  // a plain variable that names itself, inside a formula
   };
   for (const auto& [definitions, fillers, line, outcome] : rows) {
     SCOPED_TRACE(std::string(line) + " with " + std::to_string(fillers) + " fillers after " + definitions[0]);
@@ -105,25 +90,17 @@ TEST(SelfReference, EndsWithAnAnswerOrOutOfStackSpace) {
     ASSERT_EQ(s.Out("7"), "7");
     const Names before = TableOf(s.m);
     EXPECT_EQ(Attempt(s.m, line), outcome);
-    if (outcome == k28) {
-      EXPECT_EQ(s.Ans(), 7.0) << "the line did not finish";
-    }
-    if (std::string_view(line).find('=') == std::string_view::npos) {
-      EXPECT_EQ(TableOf(s.m), before);
-    }
-    EXPECT_EQ(s.Out("(1+2)*4"), "12");
-    if (fillers > 0) {
-      EXPECT_EQ(s.Out("khh3"), "6");
-    }
+    if (outcome == k28) { EXPECT_EQ(s.Ans(), 7.0) << "the line did not finish"; }
+    if (std::string_view(line).find('=') == std::string_view::npos) { EXPECT_EQ(TableOf(s.m), before); }
+    EXPECT_EQ(s.Out("(1+2)*4") + (fillers > 0 ? s.Out("khh3") : "6"), "126");
   }
 }
 
-// Unknown words become variables in a nested calculator (it has no host to
-// ask), and its new one-letter names cut "YVar" in the replayed definition of
-// j, which turns plain there: every plain definition replayed then computes
-// j, whose formula word starts the next nested calculator. The descent ends at
-// the depth limit, and the recalculation that started it must not begin it
-// again for every later variable, at every level.
+// Unknown words become variables in a nested calculator, and their one-letter
+// names cut "YVar" in the replayed j, which turns plain there: every plain
+// definition replayed then computes j, whose formula word starts the next
+// nested calculator. The descent ends at the depth limit, and the
+// recalculation that started it must not begin it again at every level.
 TEST(SelfReference, RecalculationInsideNestedCalculatorsEndsAtTheDepthLimit) {
   Session s;
   s.m.Events().InputBox = [](std::string& num) { num.clear(); };  // the host declines every word
@@ -135,16 +112,13 @@ TEST(SelfReference, RecalculationInsideNestedCalculatorsEndsAtTheDepthLimit) {
 }
 
 // More occurrences of a formula word than the fixed part of the expansion
-// budget: each is expanded once, in the silent run and in the calculation
-// run, and the line has its value.
+// budget are no recursion: each is expanded once.
 TEST(SelfReference, ManyFormulaWordsInOneLineAreNoRecursion) {
   Session s;
   s.Out("XVar^2=sq");
   std::string line = "sq1";
   for (int k = 1; k < 600; ++k) line += "+sq1";
-  EXPECT_EQ(Attempt(s.m, line), "600");
-  EXPECT_EQ(Attempt(s.m, line + "=w"), "600");
-  EXPECT_EQ(s.Out("sq4"), "16");
+  EXPECT_EQ(Attempt(s.m, line) + Attempt(s.m, line + "=w") + s.Out("sq4"), "60060016");
 }
 
 TEST(SubExpressionRun, EmptyTextLeavesNothingButTheDoneMark) {
