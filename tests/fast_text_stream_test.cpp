@@ -1,5 +1,5 @@
 // The block reader of text files: entries cut at line feeds, the edges of
-// blocks in large files, Skip, and the opens it refuses.
+// blocks in large files, and the opens it refuses.
 #include "files/fast_text_stream.hpp"
 
 #include <gtest/gtest.h>
@@ -44,28 +44,26 @@ std::string NumberedLines(const std::string& prefix, int count) {
 }
 
 TEST(FastTextStream, SmallFilesSplitAtLineFeeds) {
-  // The bytes, the entries, the lines, and the final position (each line counts one byte for its line feed).
-  const std::tuple<std::string, Lines, Lines, int32_t> cases[] = {
-      {"a\r\nb\r\n", {"a\r", "b\r", ""}, {"a", "b", ""}, 7},
-      {"a\nb\r\nc\r", {"a", "b\r", "c\r"}, {"a", "b", "c"}, 8},
-      {"a\r\r\n", {"a\r\r", ""}, {"a\r", ""}, 5},
-      {"\n\n", {"", "", ""}, {"", "", ""}, 3},
-      {std::string("x\0y\xff\n\t", 6), {std::string("x\0y\xff", 4), "\t"}, {std::string("x\0y\xff", 4), "\t"}, 7},
+  // The bytes, the entries, and the lines.
+  const std::tuple<std::string, Lines, Lines> cases[] = {
+      {"a\r\nb\r\n", {"a\r", "b\r", ""}, {"a", "b", ""}},
+      {"a\nb\r\nc\r", {"a", "b\r", "c\r"}, {"a", "b", "c"}},
+      {"a\r\r\n", {"a\r\r", ""}, {"a\r", ""}},
+      {"\n\n", {"", "", ""}, {"", "", ""}},
+      {std::string("x\0y\xff\n\t", 6), {std::string("x\0y\xff", 4), "\t"}, {std::string("x\0y\xff", 4), "\t"}},
   };
   TempFolder folder;
-  for (const auto& [bytes, entries, lines, finalPosition] : cases) {
+  for (const auto& [bytes, entries, lines] : cases) {
     SCOPED_TRACE(testing::PrintToString(bytes));
     const auto path = folder.Write("case.txt", bytes).string();
     FastTextStream stream;
     ASSERT_TRUE(stream.OpenTextFileForReading(path));
-    EXPECT_EQ(stream.Path() + "|" + std::to_string(stream.RealFilePosition()), path + "|" + std::to_string(bytes.size()));
     EXPECT_EQ(Entries(stream), entries);
     for (int16_t outside : {int16_t(-1), int16_t(entries.size()), std::numeric_limits<int16_t>::max()}) {
       EXPECT_EQ(stream.getBufferLine(outside), kOut) << outside;
     }
     EXPECT_EQ(ReadRest(stream), lines);
     EXPECT_TRUE(stream.AtEndOfFile());
-    EXPECT_EQ(stream.CurrentPosition(), finalPosition);
     EXPECT_EQ(Entries(stream), entries) << "the end leaves the last block's entries";
   }
 }
@@ -85,7 +83,6 @@ TEST(FastTextStream, EmptyAndRefusedFilesHaveNoEntries) {
                                   real + std::string("\0.bak", 5)}) {
     FastTextStream stream;
     EXPECT_FALSE(stream.OpenTextFileForReading(path));
-    EXPECT_EQ(stream.Path() + std::to_string(stream.Size()) + std::to_string(stream.RealFilePosition()), "-1-1") << path;
     EXPECT_EQ(test::FailureCode([&] { (void)stream.ReadLine(); }), failure_code::SubscriptOutOfRange);
     ASSERT_TRUE(stream.OpenTextFileForReading(real));
     EXPECT_EQ(stream.ReadLine(), std::optional<std::string>("1+1"));
@@ -109,33 +106,28 @@ TEST(FastTextStream, DestroyingTheStreamClosesTheFile) {
   EXPECT_EQ(opened, 1000);
 }
 
-// Each block is cut on its own: a line across the edge is two entries, and the
-// block's last entry counts a line feed in CurrentPosition too, so that it
-// ends as the size plus the number of blocks.
+// Each block is cut on its own: a line across the edge is two entries.
 TEST(FastTextStream, BlockEdges) {
   // The bytes; NumberOfBufferLines of block 1; ReadLine's results from line
-  // `edgeStart` on; the number of lines, and the final position.
+  // `edgeStart` on; the number of lines.
   const std::string longLine(63000, 'a');
-  const std::tuple<std::string, int32_t, Lines, size_t, size_t, int32_t> cases[] = {
+  const std::tuple<std::string, int32_t, Lines, size_t, size_t> cases[] = {
       // Line 7874 starts at byte 62,994: the second block starts with its CR LF.
-      {NumberedLines("x\n", 8000), 7875, {"L07874", "", "L07875"}, 7875, 8003, 64004},
+      {NumberedLines("x\n", 8000), 7875, {"L07874", "", "L07875"}, 7875, 8003},
       // The block ends on a line feed: an empty entry, then a fresh line.
-      {NumberedLines("", 7900), 7875, {"L07874", "", "L07875"}, 7874, 7902, 63202},
-      {NumberedLines("", 7875), 7875, {"L07874", ""}, 7874, 7876, 63001},  // exactly one block
-      {longLine + "bbb\nc", 0, {longLine, "bbb", "c"}, 0, 3, 63007},      // a line longer than a block
+      {NumberedLines("", 7900), 7875, {"L07874", "", "L07875"}, 7874, 7902},
+      {NumberedLines("", 7875), 7875, {"L07874", ""}, 7874, 7876},  // exactly one block
+      {longLine + "bbb\nc", 0, {longLine, "bbb", "c"}, 0, 3},      // a line longer than a block
   };
   TempFolder folder;
-  for (const auto& [bytes, firstBlockHighest, linesAtEdge, edgeStart, totalLines, finalPosition] : cases) {
+  for (const auto& [bytes, firstBlockHighest, linesAtEdge, edgeStart, totalLines] : cases) {
     SCOPED_TRACE(totalLines);
     FastTextStream stream;
     ASSERT_TRUE(stream.OpenTextFileForReading(folder.Write("edge.txt", bytes).string()));
-    EXPECT_EQ(stream.RealFilePosition(), std::min<int32_t>(FastTextStream::BlockSize, int32_t(bytes.size())));
     EXPECT_EQ(stream.NumberOfBufferLines(), firstBlockHighest);
     const Lines lines = ReadRest(stream);
     ASSERT_EQ(lines.size(), totalLines);
     EXPECT_EQ(Lines(lines.begin() + long(edgeStart), lines.begin() + long(edgeStart + linesAtEdge.size())), linesAtEdge);
-    EXPECT_EQ(stream.RealFilePosition(), int32_t(bytes.size()));
-    EXPECT_EQ(stream.CurrentPosition(), finalPosition);
   }
   // A file that shrinks while read still ends: the first block was read whole, the second gives nothing.
   const auto path = folder.Write("shrinks.txt", NumberedLines("", 8000)).string();
@@ -144,38 +136,6 @@ TEST(FastTextStream, BlockEdges) {
   std::filesystem::resize_file(path, 100);
   EXPECT_EQ(ReadRest(stream).size(), 7876u);
   EXPECT_TRUE(stream.AtEndOfFile());
-}
-
-TEST(FastTextStream, SkipMovesInsideTheFileAndLoadsABlockThere) {
-  constexpr int32_t kMin = std::numeric_limits<int32_t>::min(), kMax = std::numeric_limits<int32_t>::max();
-  // The offset; the origin (1 from CurrentPosition, 3 after one line; 2 back
-  // from the end; else from the start); the position then, and the next line.
-  const std::tuple<int32_t, int16_t, int32_t, std::optional<std::string>> cases[] = {
-      {3, 0, 3, "b"}, {3, 9, 3, "b"}, {2, 1, 5, ""}, {-3, 1, 0, "a"}, {1, 2, 6, "c"}, {7, 2, 0, "a"},
-      {0, 2, 7, std::nullopt},  // then outside the file nothing moves:
-      {-1, 0, 3, "b"}, {8, 0, 3, "b"}, {5, 1, 3, "b"}, {-4, 1, 3, "b"}, {-1, 2, 3, "b"}, {8, 2, 3, "b"},
-      {kMax, 1, 3, "b"}, {kMin, 1, 3, "b"}, {kMin, 2, 3, "b"}, {kMax, 2, 3, "b"}};
-  TempFolder folder;
-  const auto path = folder.Write("skip.txt", "a\r\nb\r\nc").string();
-  for (const auto& [offset, origin, position, next] : cases) {
-    SCOPED_TRACE(std::to_string(offset) + " from " + std::to_string(origin));
-    FastTextStream stream;
-    ASSERT_TRUE(stream.OpenTextFileForReading(path));
-    ASSERT_EQ(stream.ReadLine(), std::optional<std::string>("a"));
-    stream.Skip(offset, origin);
-    EXPECT_EQ(stream.CurrentPosition(), position);
-    EXPECT_EQ(stream.ReadLine(), next);
-    stream.Skip(0, 0);  // back to the start, even from the end
-    EXPECT_EQ(ReadRest(stream), (Lines{"a", "b", "c"}));
-  }
-  FastTextStream large;  // into a large file: a full block from the position on
-  ASSERT_TRUE(large.OpenTextFileForReading(folder.Write("big.txt", NumberedLines("x\n", 16000)).string()));
-  large.Skip(2 + 8 * 100, 0);
-  EXPECT_EQ(large.RealFilePosition(), 802 + FastTextStream::BlockSize);
-  EXPECT_EQ(large.getBufferLine(0), "L00100\r");
-  const Lines rest = ReadRest(large);
-  ASSERT_EQ(rest.size(), 15900u + 3u) << "each of the three blocks ends on a line feed";
-  EXPECT_EQ(rest[rest.size() - 2], "L15999");
 }
 
 }  // namespace

@@ -39,7 +39,6 @@ struct SharedState {
   std::string gFormulaFileName;  // the line named a formula file
   bool gScriptDeclined = true;   // the line was no call of a script procedure
   std::string gScriptName;       // the procedure's name as the engine gives it
-  VariableString gSortedVariables;  // user variable names, longest first
   VariableString gFormulaFiles;     // the text files of the program's folder
   DNAGroup* gNestedCalculators = nullptr;  // the nested calculator of the moment
   int32_t gNestingDepth = 0;     // line files and nested calculators inside one another

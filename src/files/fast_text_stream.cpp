@@ -52,7 +52,6 @@ bool FastTextStream::OpenTextFileForReading(const std::string& Path) {
   block_ = std::move(block);
   blockCapacity_ = capacity;
   size_ = static_cast<int32_t>(length);
-  path_ = Path;
   LoadBuffer();
   if (length > 0 && !blockLoaded_) {
     // The file has bytes but none could be read: refuse it and start over.
@@ -63,10 +62,8 @@ bool FastTextStream::OpenTextFileForReading(const std::string& Path) {
     blockCapacity_ = 0;
     atEndOfFile_ = false;
     size_ = -1;
-    path_.clear();
     return false;
   }
-  currentPosition_ = 0;
   return true;
 }
 
@@ -106,38 +103,15 @@ std::optional<std::string> FastTextStream::ReadLine() {
   if (!blockLoaded_) FailNoBlock("ReadLine");
 
   std::string_view entry = lines_[static_cast<size_t>(indexNextBufferLine_)];
-  currentPosition_ = static_cast<int32_t>(
-      std::min<int64_t>(kMaxPosition, int64_t{currentPosition_} + static_cast<int64_t>(entry.size()) + 1));
   if (!entry.empty() && entry.back() == '\r') entry.remove_suffix(1);
   ++indexNextBufferLine_;
   return std::string(entry);
-}
-
-void FastTextStream::Skip(int32_t Offset, int16_t Origin) {
-  int64_t wanted;
-  switch (Origin) {
-    case 1: wanted = int64_t{currentPosition_} + Offset; break;
-    case 2: wanted = int64_t{size_} - Offset; break;
-    default: wanted = Offset; break;
-  }
-  // An unopened stream has Size -1, so no position qualifies.
-  if (file_ == nullptr || wanted < 0 || wanted > size_) return;
-  if (std::fseek(file_, static_cast<long>(wanted), SEEK_SET) != 0) return;
-  filePosition_ = wanted;
-  currentPosition_ = static_cast<int32_t>(wanted);
-  atEndOfFile_ = false;
-  LoadBuffer();
 }
 
 std::string FastTextStream::getBufferLine(int16_t LineNumber) const {
   if (!blockLoaded_) FailNoBlock("getBufferLine");
   if (LineNumber < 0 || LineNumber > numberOfBufferLines_) return std::string(LineOutOfBoundsText);
   return std::string(lines_[static_cast<size_t>(LineNumber)]);
-}
-
-int32_t FastTextStream::RealFilePosition() const noexcept {
-  if (file_ == nullptr) return -1;
-  return static_cast<int32_t>(std::min(filePosition_, kMaxPosition));
 }
 
 void FastTextStream::FailNoBlock(const char* operation) {

@@ -25,10 +25,6 @@
 //    OpenTextFileForReading (false), and the stream stays as it was.
 //  - A read that yields no bytes before Size is reached (the file shrank, or a
 //    read error) counts as the end of the file, so a reading loop always ends.
-//  - Skip to a position before Size clears AtEndOfFile, since bytes are left to
-//    read from there; Skip to Size sets it.
-//  - CurrentPosition counts one byte per entry for its line feed, also for the
-//    last entry of a block, which has none; it saturates at INT32_MAX.
 //
 // The entries are views into the block, which the object owns; getBufferLine
 // and ReadLine hand out copies, so nothing a caller keeps depends on the next
@@ -64,24 +60,12 @@ class FastTextStream {
   // end of the file.
   std::optional<std::string> ReadLine();
 
-  // Moves the read position to CurrentPosition + Offset (Origin 1),
-  // Size - Offset (Origin 2) or Offset (any other Origin) and loads the block
-  // that starts there. A position outside 0..Size is ignored.
-  void Skip(int32_t Offset, int16_t Origin);
-
   // Opens the file as bytes and loads its first block. False if a file is open
   // already on this object (nothing changes) or the file can't be opened.
   bool OpenTextFileForReading(const std::string& Path);
 
-  // The offset of the next line as far as ReadLine has counted it; 0 after
-  // opening, -1 before.
-  int32_t CurrentPosition() const noexcept { return currentPosition_; }
-  // The file's length in bytes; -1 before opening.
-  int32_t Size() const noexcept { return size_; }
   // Set when a new block is wanted and no bytes are left.
   bool AtEndOfFile() const noexcept { return atEndOfFile_; }
-  // The path given to a successful OpenTextFileForReading.
-  const std::string& Path() const noexcept { return path_; }
 
   // The entry at LineNumber of the current block as it stands (carriage return
   // included), or LineOutOfBoundsText. Moves nothing.
@@ -91,8 +75,6 @@ class FastTextStream {
   int32_t NumberOfBufferLines() const noexcept { return numberOfBufferLines_; }
   // The index of the entry that ReadLine hands out next (-1 before any block).
   int32_t IndexNextBufferLine() const noexcept { return indexNextBufferLine_; }
-  // The read position of the open file, or -1 when none is open.
-  int32_t RealFilePosition() const noexcept;
 
  private:
   void LoadBuffer();
@@ -107,10 +89,8 @@ class FastTextStream {
 
   int32_t numberOfBufferLines_ = 0;
   int32_t indexNextBufferLine_ = -1;
-  std::string path_;
   bool atEndOfFile_ = false;
-  int32_t size_ = -1;
-  int32_t currentPosition_ = -1;
+  int32_t size_ = -1;  // the file's length in bytes
 };
 
 }  // namespace morvex

@@ -105,21 +105,9 @@ bool EndsInTxt(std::string_view path) {
 
 }  // namespace
 
-void SortVariables(const Calculator& c) {
-  std::vector<std::string> names;
-  int32_t position = 0;
-  for (const Class1& variable : c.Variables) {
-    if (++position >= var_index::FirstUser) names.push_back(variable.Key);
-  }
-  std::stable_sort(names.begin(), names.end(),
-                   [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
-  VariableString sorted;
-  for (const std::string& name : names) sorted.Add(name, "");
-  Shared().gSortedVariables = std::move(sorted);
-}
-
 // Only the names that occur in the line go through the exact search, in the
-// order of the sorted list; the others could not be found there.
+// order of the names, longest first and equal lengths in table order; the
+// others could not be found there.
 void MarkVariables(Calculator& c) {
   NameFinder& finder = c.Names;
   finder.Follow(c.Variables);

@@ -16,13 +16,10 @@ namespace morvex::detail {
 // run (a path of "" is the start-up file); otherwise there is no result.
 std::optional<std::string> RunFormulaStage(Calculator& c);
 
-// Rebuilds gSortedVariables: the user variable names, longest first, names of
-// equal length in table order.
-void SortVariables(const Calculator& c);
-// Gathers the letters of each user variable name (longest names first, with no
-// test of word boundaries) into one cell of code 99. The names are tried in
-// the order of gSortedVariables, but only those that occur in the line, so a
-// line's cost does not grow with the table; the list itself is not needed.
+// Gathers the letters of each user variable name (longest names first, names
+// of equal length in table order, with no test of word boundaries) into one
+// cell of code 99. Only the names that occur in the line are tried, so a
+// line's cost does not grow with the table.
 void MarkVariables(Calculator& c);
 // Asks the host (InputBox) for the value of each unknown word of the line and
 // makes a plain variable of each answer.
