@@ -169,7 +169,7 @@ struct Host : test::Calc {
     on.Wait = [this] { log.push_back({'W', "Wait", ""}); };
     for (auto [handler, name] : {std::pair{&on.UpdateVariables, "UpdateVariables"}, {&on.InternalCalc, "InternalCalc"},
                                  {&on.Progress, "Progress"}, {&on.VBSProgress, "VBSProgress"}}) {
-      *handler = [this, name](double p) { log.push_back({'S', std::string(name) + "(" + Shortest(p) + ")", ""}); };
+      *handler = [this, label = std::string(name)](double p) { log.push_back({'S', label + "(" + Shortest(p) + ")", ""}); };
     }
   }
   void Mark(char kind, const char* name, int16_t length, int16_t first, const std::string& chain) {
