@@ -12,8 +12,6 @@
 #include <string>
 #include <vector>
 
-#include <tuple>
-
 #include "chain/dna.hpp"
 #include "core/double_bits.hpp"
 #include "core/shared_state.hpp"
@@ -215,19 +213,10 @@ TEST(SilentRunPassedOver, LinesComeOutTheSameAsWithIt) {
       answers[way] += "|" + std::to_string(failure) + "|" + seen[way];
     }
     detail::PassOverRedundantSilentRun() = true;
-    const clsMorvex& a = passing.m;
-    const clsMorvex& b = running.m;
+    clsMorvex& a = passing.m;
     SCOPED_TRACE(line);
     ASSERT_EQ(answers[0], answers[1]);
-    ASSERT_EQ(a.OutString(), b.OutString());
-    ASSERT_EQ(a.InString(), b.InString());
-    ASSERT_EQ(a.Expression(), b.Expression());
-    ASSERT_EQ(a.StringTyping(), b.StringTyping());
-    ASSERT_EQ(a.ErrDescription(), b.ErrDescription());
-    ASSERT_EQ(std::make_tuple(a.ErrNumber(), a.ErrFirst(), a.ErrLength()), std::make_tuple(b.ErrNumber(), b.ErrFirst(), b.ErrLength()));
-    const auto va = a.VariableList(), vb = b.VariableList();
-    ASSERT_EQ(va.size(), vb.size());
-    for (size_t v = 0; v < va.size(); ++v) ASSERT_EQ(detail::BitsOf(va[v].Value), detail::BitsOf(vb[v].Value)) << va[v].Key;
+    ASSERT_EQ(test::HostView(a), test::HostView(running.m));
     const bool detected = a.ErrNumber() == 0 || a.ErrNumber() == error_number::Unfinished;
     passedOver += detected && passing.in().SpareChain.Count() == 0 && running.in().SpareChain.Count() > 0;
   }

@@ -4,7 +4,6 @@
 // event the same over random sessions, and really passes definitions over.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <random>
 #include <sstream>
 
@@ -47,11 +46,7 @@ std::string RunSession(const fuzz::Session& session, int host, bool fastPath) {
       } catch (const Failure& failure) {
         log << "failure " << failure.code() << ' ' << failure.what();
       }
-      log << "\n| " << calc.OutString() << " | " << calc.InString() << " | " << calc.Expression() << " | "
-          << calc.StringVariable() << " | " << calc.StringTyping() << " | " << calc.ErrNumber() << ' '
-          << calc.ErrFirst() << ' ' << calc.ErrLength() << ' ' << calc.ErrDescription() << ' ' << calc.ErrFormula()
-          << " | " << calc.DNAString() << " | " << calc.DNAString2() << "\n";
-      for (const auto& v : calc.VariableList()) log << v.Key << ':' << v.TypeVar << ':' << std::bit_cast<uint64_t>(v.Value) << ' ';
+      log << "\n" << HostView(calc);
     }
   }
   detail::FastRecalculation() = true;

@@ -6,8 +6,10 @@
 #include <cctype>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
+#include "core/double_bits.hpp"
 #include "core/errors.hpp"
 
 namespace morvex::test {
@@ -112,6 +114,15 @@ std::optional<clsMorvex::VariableView> Calc::Var(std::string_view name) const {
     if (Upper(v.Key) == Upper(std::string(name))) return v;
   }
   return std::nullopt;
+}
+
+std::string HostView(clsMorvex& m) {
+  std::ostringstream view;
+  view << "| " << m.OutString() << " | " << m.InString() << " | " << m.Expression() << " | " << m.StringVariable()
+       << " | " << m.StringTyping() << " | " << m.ErrNumber() << ' ' << m.ErrFirst() << ' ' << m.ErrLength() << ' '
+       << m.ErrDescription() << ' ' << m.ErrFormula() << " | " << m.DNAString() << " | " << m.DNAString2() << "\n";
+  for (const auto& v : m.VariableList()) view << v.Key << ':' << v.TypeVar << ':' << detail::BitsOf(v.Value) << ' ';
+  return view.str();
 }
 
 std::string ErrorPlace(clsMorvex& m) {

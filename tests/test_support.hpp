@@ -83,6 +83,10 @@ struct Calc {
 // echo); or what is wrong with the error properties.
 std::string ErrorPlace(clsMorvex& m);
 
+// What a host can read after a line, on one line of text: every output
+// property, the error record and each variable's name, TypeVar and value bits.
+std::string HostView(clsMorvex& m);
+
 // Hand-built chains: each cell's text and type code.
 struct CellSpec {
   const char* value;
