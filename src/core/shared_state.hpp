@@ -40,6 +40,8 @@ struct SharedState {
   bool gScriptDeclined = true;   // the line was no call of a script procedure
   std::string gScriptName;       // the procedure's name as the engine gives it
   VariableString gFormulaFiles;     // the text files of the program's folder
+  std::string gFormulaFilesFolder;  // the folder gFormulaFiles was listed from,
+  uint64_t gFormulaFilesVersion = 0;  // under this platform::ListingVersion (0: never)
   DNAGroup* gNestedCalculators = nullptr;  // the nested calculator of the moment
   int32_t gNestingDepth = 0;     // line files and nested calculators inside one another
 };

@@ -48,6 +48,7 @@ struct FolderListing {
 struct ThreadFolderCache {
   std::unordered_map<std::string, FolderListing> listings;
   std::vector<FolderFile> empty;
+  uint64_t version = 1;  // ListingVersion
 };
 
 ThreadFolderCache& Cache() {
@@ -160,6 +161,7 @@ const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
   const fs::file_time_type modified = fs::last_write_time(folder, ec);
   if (ec) {
     cache.listings.erase(folder);
+    ++cache.version;
     return cache.empty;
   }
 
@@ -173,6 +175,7 @@ const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
   }
 
   FolderListing& listing = found->second;
+  ++cache.version;
   const bool complete = ReadFolder(folder, listing);
   listing.modified = modified;
   if (generation != 0) {
@@ -189,6 +192,8 @@ const std::vector<FolderFile>& ListFolderFiles(const std::string& folder) {
   listing.trusted = complete && modified <= now - kTimestampTrustMargin;
   return listing.files;
 }
+
+uint64_t ListingVersion() { return Cache().version; }
 
 std::string FindFile(const std::string& folder, std::string_view name, SameName sameName) {
   std::string path = JoinPath(folder, name);

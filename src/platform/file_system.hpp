@@ -6,6 +6,7 @@
 // that can't be listed has no files.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,6 +55,12 @@ bool FolderHasFile(const std::string& folder, std::string_view name);
 // The reference stays valid until the next call of ListFolderFiles on the same
 // thread; copy what must last longer.
 const std::vector<FolderFile>& ListFolderFiles(const std::string& folder);
+
+// A number of the calling thread that moves on whenever ListFolderFiles gives
+// out a listing it did not give out unchanged the time before (for any
+// folder). What a caller derives from a listing stays good while the number,
+// read after the call, is the one it was derived under.
+uint64_t ListingVersion();
 
 // The path of the file `name` in `folder`: the exact spelling when it exists,
 // else the first listed file whose name `sameName` takes for it (the caller's

@@ -103,6 +103,26 @@ bool EndsInTxt(std::string_view path) {
   return path.size() >= 3 && EqualsIgnoreCase(path.substr(path.size() - 3), "TXT");
 }
 
+// The text files of the folder as gFormulaFiles: a name without ".txt" under
+// its path without it, the first of the paths that differ only in case. The
+// list is made again only when the folder's listing may have changed.
+void ListFormulaFiles(const std::string& folder) {
+  SharedState& g = Shared();
+  const std::vector<platform::FolderFile>& files = platform::ListFolderFiles(folder);
+  const uint64_t version = platform::ListingVersion();
+  if (g.gFormulaFilesVersion == version && g.gFormulaFilesFolder == folder) return;
+  g.gFormulaFilesVersion = 0;  // until the list is whole
+  g.gFormulaFiles = VariableString();
+  for (const platform::FolderFile& file : files) {
+    if (!EndsInTxt(file.fullPath) || file.name.size() < 4 || file.fullPath.size() < 4) continue;
+    std::string containerKey = file.fullPath.substr(0, file.fullPath.size() - 4);
+    if (g.gFormulaFiles.IndexOfKey(containerKey) != 0) continue;
+    g.gFormulaFiles.Add(file.name.substr(0, file.name.size() - 4), containerKey);
+  }
+  g.gFormulaFilesFolder = folder;
+  g.gFormulaFilesVersion = version;
+}
+
 }  // namespace
 
 // Only the names that occur in the line go through the exact search, in the
@@ -139,29 +159,21 @@ void ResolveUnknownWords(Calculator& c) {
 
 std::string FindFormulaFile(Calculator& c) {
   SharedState& g = Shared();
-  std::string result;
+  dna& chain = c.WorkingChain;
   // Only a chain whose first cell is a letter can be a file's name: any other
   // line is answered without asking the folder.
-  if (c.WorkingChain.Count() == 0 || c.WorkingChain[1].NameStr() != TypeChar) return result;
-  g.gFormulaFiles = VariableString();
-  for (const platform::FolderFile& file : platform::ListFolderFiles(c.ProgramFolder)) {
-    if (!EndsInTxt(file.fullPath) || file.name.size() < 4 || file.fullPath.size() < 4) continue;
-    std::string containerKey = file.fullPath.substr(0, file.fullPath.size() - 4);
-    if (g.gFormulaFiles.IndexOfKey(containerKey) != 0) continue;
-    g.gFormulaFiles.Add(file.name.substr(0, file.name.size() - 4), containerKey);
-  }
-  dna& chain = c.WorkingChain;
+  if (chain.Count() == 0 || chain[1].NameStr() != TypeChar) return {};
+  ListFormulaFiles(c.ProgramFolder);
+  const std::string spelled = SpellFirstCharacters(chain);
   for (const Class1& record : g.gFormulaFiles) {
-    while (chain.Count() > 0 && EqualsIgnoreCase(record.Key, SpellFirstCharacters(chain)) &&
-           chain[1].NameStr() == TypeChar) {
-      chain[1].NameStr(TypeFormulaFile);
-      chain[1].Value(record.Key);
-      result = record.Key;
-      g.gFormulaFileName = record.Key;
-      while (chain.Count() > 1) chain.Remove(chain.Count());
-    }
+    if (!EqualsIgnoreCase(record.Key, spelled)) continue;
+    chain[1].NameStr(TypeFormulaFile);
+    chain[1].Value(record.Key);
+    while (chain.Count() > 1) chain.Remove(chain.Count());
+    g.gFormulaFileName = record.Key;
+    return record.Key;
   }
-  return result;
+  return {};
 }
 
 std::string FormulaFilePath(const Calculator& c, const std::string& name) {
