@@ -86,9 +86,9 @@ TEST(FormulaFiles, MatchOverANonLetterEndsTheName) {
   in.Variables.Add("_b", "_b");
   in.ResizeVariableChains();
   in.VariableChains.back() = detail::MakeValueChain("2");
-  // Cells as "value:code": 1 a number, 3 a plus, 11 a letter, 99 a variable.
-  for (auto [line, cells] : {std::pair{"1_b+c_b", "1:1 _:1 b:11 +:3 c:11 _:11 b:11"},
-                             std::pair{"c_b+1_b", "c:11 _b:99 +:3 1:1 _:1 b:11"}}) {
+  // Cells as "value:code": 1 a number (a run of its class), 3 a plus, 11 a letter, 99 a variable.
+  for (auto [line, cells] : {std::pair{"1_b+c_b", "1_:1 b:11 +:3 c:11 _:11 b:11"},
+                             std::pair{"c_b+1_b", "c:11 _b:99 +:3 1_:1 b:11"}}) {
     detail::CutLine(in, line);
     detail::MarkVariables(in);
     EXPECT_EQ(test::CellsText(in.WorkingChain), cells) << line;

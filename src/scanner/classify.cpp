@@ -2,43 +2,11 @@
 
 #include <array>
 
-#include "chain/cell.hpp"
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
 
 namespace morvex {
 namespace {
-
-// 0 marks a character without a class of its own.
-constexpr std::array<int16_t, 256> MakeCharClasses() {
-  std::array<int16_t, 256> classes{};
-  classes[','] = TypeComma;
-  classes['='] = TypeEquals;
-  for (int c = 'A'; c <= 'Z'; ++c) classes[static_cast<size_t>(c)] = TypeChar;
-  for (int c = 'a'; c <= 'z'; ++c) classes[static_cast<size_t>(c)] = TypeChar;
-  classes['.'] = TypeNumber;
-  for (int c = '0'; c <= '9'; ++c) classes[static_cast<size_t>(c)] = TypeNumber;
-  classes['+'] = TypePlus;
-  classes['-'] = TypePlus;
-  classes['*'] = TypeOper;
-  classes['/'] = TypeOper;
-  classes['^'] = TypePower;
-  classes['('] = TypeStart;
-  classes[')'] = TypeEnd;
-  classes['!'] = TypeFactorial;
-  classes['<'] = TypeLess;
-  classes['>'] = TypeGreater;
-  classes['?'] = TypeQuestion;
-  classes['['] = TypeOpenBracket;
-  classes[']'] = TypeCloseBracket;
-  classes['#'] = TypeHash;
-  classes['@'] = TypeAt;
-  classes[':'] = TypeColon;
-  classes['|'] = TypeBar;
-  return classes;
-}
-
-constexpr std::array<int16_t, 256> kCharClasses = MakeCharClasses();
 
 struct ReservedWord {
   std::string_view upper;
@@ -58,10 +26,8 @@ constexpr std::array<ReservedWord, 20> kReservedWords = {{
 
 }  // namespace
 
-int16_t CharClass(char c) { return kCharClasses[static_cast<unsigned char>(c)]; }
-
 void ClassifyChar(char c) {
-  int16_t cls = kCharClasses[static_cast<unsigned char>(c)];
+  const int16_t cls = CharClass(c);
   if (cls != 0) Shared().gCharClass = cls;
 }
 

@@ -159,8 +159,8 @@ void RemoveCommas(dna& chain) {
   }
 }
 
+// The digits of a line were cut into their numbers already.
 void FoldChain(Calculator& c) {
-  FoldDigits(c.WorkingChain);
   MarkExponents(c.WorkingChain);
   FoldWords(c.WorkingChain, c.Variables);
 }

@@ -74,24 +74,36 @@ void CutLine(Calculator& c, std::string_view text) {
   const LineShape shape = ShapeOf(text, g.gCharClass);
   const size_t cut = shape.equals != 0 ? shape.equals : shape.blank;
 
-  // One cell per character before the cut. Every character of the line still
-  // classifies and writes its row into the template, in order, as the cells
-  // behind the cut did before they were cut away. A line longer than a chain
-  // fails where the chain is full.
+  // One cell per character before the cut, but a run of characters of the
+  // class of a number makes one number cell, as folding would join them. Every
+  // character of the line still classifies and writes its row into the
+  // template, in order, as the cells behind the cut did before they were cut
+  // away. A line longer than a chain is cut a cell per character and fails
+  // where the chain is full.
   const bool overlong = shape.cells >= static_cast<size_t>(dna::kMaxCells);
   dna& chain = c.WorkingChain;
   chain.Reserve(static_cast<int32_t>(std::min(cut, static_cast<size_t>(dna::kMaxCells))));
+  bool inNumber = false;  // the last cell is a number that the next digit joins
   for (size_t i = 1; i <= shape.cells; ++i) {
     const char ch = text[i - 1];
-    ClassifyChar(ch);
+    if (const int16_t own = CharClass(ch); own != 0) g.gCharClass = own;
+    const int16_t code = g.gCharClass;
     if (i >= cut && !overlong) {
-      WriteSuccessorRow(g.gCharClass);
+      WriteSuccessorRow(g.gNext, code);
+      continue;
+    }
+    const std::string_view spelled = i == shape.quote ? std::string_view(" ") : std::string_view(&ch, 1);
+    if (inNumber && code == TypeNumber) {
+      // The template holds the row of a number already, which the character would write again.
+      chain[chain.Count()].Text().append(spelled);
       continue;
     }
     Cell& cell = chain.Add(flag::AddPattern);
-    cell.NameStr(g.gCharClass);
+    cell.SetNameStrQuietly(code);
+    WriteSuccessorRow(g.gNext, code);
     cell.SetFlags(g.gNext.GetFlags());
-    cell.Value(i == shape.quote ? std::string_view(" ") : std::string_view(&ch, 1));
+    cell.Value(spelled);
+    inNumber = code == TypeNumber && !overlong;
   }
   if (overlong) FailOverflow("a chain holds at most 32,767 cells");
 

@@ -10,13 +10,13 @@
 
 namespace morvex::detail {
 
-// Line cutting: one cell per character, the target name, the trailing text;
-// the chain is left spelling the expression alone.
+// Line cutting: one cell per character (one per run of digits), the target
+// name, the trailing text; the chain is left spelling the expression alone.
 void CutLine(Calculator& c, std::string_view text);
 // The name at the start of `text`; the rest of it goes to gEndText.
 std::string SplitTargetName(std::string_view text);
 
-// Folding: numbers, exponent marks, words.
+// Folding: exponent marks, words.
 void FoldChain(Calculator& c);
 // Detection: the first error with its place, or the chain closed.
 void DetectChain(Calculator& c);

@@ -26,11 +26,13 @@ std::string SpellForVariables(const dna& chain) {
   return text;
 }
 
-// The chain as FindFormulaFile reads it: the first character of each cell, upper-cased.
+// The chain as FindFormulaFile reads it, upper-cased: a gathered name by its
+// first character, any other cell (a character, a number) by its text.
 std::string SpellFirstCharacters(const dna& chain) {
   std::string text;
   for (const Cell& cell : chain) {
-    text.push_back(cell.Value().empty() ? ' ' : static_cast<char>(UpperChar(static_cast<unsigned char>(cell.Value()[0]))));
+    const std::string_view spelled = cell.NameStr() == TypeVariable ? cell.Value().substr(0, 1) : cell.Value();
+    for (char ch : spelled) text.push_back(static_cast<char>(UpperChar(static_cast<unsigned char>(ch))));
   }
   return text;
 }
@@ -181,7 +183,8 @@ std::string FormulaFilePath(const Calculator& c, const std::string& name) {
 }
 
 std::optional<std::string> RunFormulaStage(Calculator& c) {
-  if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value() == " ") return std::nullopt;
+  // A line that begins with a blank (its first number cell then spells it first) has no words.
+  if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value().starts_with(' ')) return std::nullopt;
   MarkVariables(c);
   std::string fileName = FindFormulaFile(c);
   if (!fileName.empty()) return FormulaFilePath(c, fileName);
