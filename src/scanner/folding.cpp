@@ -159,8 +159,18 @@ void RemoveCommas(dna& chain) {
   }
 }
 
-// The digits of a line were cut into their numbers already.
+bool HasLetterCell(const dna& chain) {
+  bool found = false;
+  chain.ForEach(1, chain.Count(), [&found](const Cell& cell) {
+    found = found || cell.NameStr() == TypeChar || cell.NameStr() == TypeVariable;
+  });
+  return found;
+}
+
+// The digits of a line were cut into their numbers already; exponent marks
+// and words are made of letters.
 void FoldChain(Calculator& c) {
+  if (!HasLetterCell(c.WorkingChain)) return;
   MarkExponents(c.WorkingChain);
   FoldWords(c.WorkingChain, c.Variables);
 }

@@ -65,8 +65,14 @@ void ApplyTemplate(dna& chain, int32_t i) {
 
 void CutLine(Calculator& c, std::string_view text) {
   SharedState& g = Shared();
-  g.gErr = CErrOcur();
-  g.gReport = Report();
+  // The error and the side texts are emptied where they stand, keeping their storage.
+  g.gErr.FirstError = g.gErr.LengthError = g.gErr.NumError = 0;
+  g.gErr.DescError.clear();
+  g.gErr.Formula.clear();
+  g.gReport.StrVariable.clear();
+  g.gReport.StrEnd.clear();
+  g.gReport.StrInput.clear();
+  g.gReport.StrOutput.clear();
   c.WorkingChain.Clear();  // keeps its storage for the next line
   g.gNext.StartNumber(0);
   g.gParenDepth = 0;

@@ -16,6 +16,11 @@ void CutLine(Calculator& c, std::string_view text);
 // The name at the start of `text`; the rest of it goes to gEndText.
 std::string SplitTargetName(std::string_view text);
 
+// Whether a cell holds letters: a letter (code 11) or a gathered name (99).
+// The formula stage and folding work on such cells alone, so that a line of
+// plain arithmetic passes over both.
+bool HasLetterCell(const dna& chain);
+
 // Folding: exponent marks, words.
 void FoldChain(Calculator& c);
 // Detection: the first error with its place, or the chain closed.

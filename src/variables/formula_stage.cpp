@@ -7,6 +7,7 @@
 #include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
 #include "platform/file_system.hpp"
+#include "scanner/scanner.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -142,9 +143,7 @@ void MarkVariables(Calculator& c) {
 void ResolveUnknownWords(Calculator& c) {
   dna& chain = c.WorkingChain;
   // Words are made of letter cells: a line without one asks nothing.
-  bool anyLetter = false;
-  chain.ForEach(1, chain.Count(), [&anyLetter](const Cell& cell) { anyLetter = anyLetter || cell.NameStr() == TypeChar; });
-  if (!anyLetter) return;
+  if (!HasLetterCell(chain)) return;
   std::string word;
   for (int32_t i = 1; i <= chain.Count(); ++i) {
     const bool last = i == chain.Count();
@@ -185,6 +184,8 @@ std::string FormulaFilePath(const Calculator& c, const std::string& name) {
 std::optional<std::string> RunFormulaStage(Calculator& c) {
   // A line that begins with a blank (its first number cell then spells it first) has no words.
   if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value().starts_with(' ')) return std::nullopt;
+  // Names, file names and words are spelled by letter cells.
+  if (!HasLetterCell(c.WorkingChain)) return std::nullopt;
   MarkVariables(c);
   std::string fileName = FindFormulaFile(c);
   if (!fileName.empty()) return FormulaFilePath(c, fileName);
