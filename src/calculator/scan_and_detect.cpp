@@ -161,14 +161,19 @@ void ScanAndDetect(Calculator& c, std::string_view text) {
   c.Definitions.listening = false;
   CutLine(c, text);
   if (listen) c.Definitions.heardSpelling = ToUpper(c.WorkingChain.Join());
-  if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
-    if (listen) c.Definitions.heardFolder = true;
-    LoadHText(c, *formulaFile, Calculate);
-    return;
+  // The formula stage and folding work on letters alone (names, words,
+  // exponent marks): a line of plain arithmetic passes over both.
+  const bool letters = HasLetterCell(c.WorkingChain);
+  if (letters) {
+    if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
+      if (listen) c.Definitions.heardFolder = true;
+      LoadHText(c, *formulaFile, Calculate);
+      return;
+    }
   }
   // A chain that begins with letters was compared with the folder's files.
   if (listen && c.WorkingChain.Count() > 0 && c.WorkingChain[1].NameStr() == TypeChar) c.Definitions.heardFolder = true;
-  FoldChain(c);
+  if (letters) FoldChain(c);
   DetectChain(c);
   if (listen) HearInputs(c);
   HandOver(c);

@@ -160,17 +160,14 @@ void RemoveCommas(dna& chain) {
 }
 
 bool HasLetterCell(const dna& chain) {
-  bool found = false;
-  chain.ForEach(1, chain.Count(), [&found](const Cell& cell) {
-    found = found || cell.NameStr() == TypeChar || cell.NameStr() == TypeVariable;
-  });
-  return found;
+  for (int32_t i = 1; i <= chain.Count(); ++i) {
+    if (chain[i].NameStr() == TypeChar || chain[i].NameStr() == TypeVariable) return true;
+  }
+  return false;
 }
 
-// The digits of a line were cut into their numbers already; exponent marks
-// and words are made of letters.
+// The digits of a line were cut into their numbers already.
 void FoldChain(Calculator& c) {
-  if (!HasLetterCell(c.WorkingChain)) return;
   MarkExponents(c.WorkingChain);
   FoldWords(c.WorkingChain, c.Variables);
 }

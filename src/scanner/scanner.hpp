@@ -17,8 +17,6 @@ void CutLine(Calculator& c, std::string_view text);
 std::string SplitTargetName(std::string_view text);
 
 // Whether a cell holds letters: a letter (code 11) or a gathered name (99).
-// The formula stage and folding work on such cells alone, so that a line of
-// plain arithmetic passes over both.
 bool HasLetterCell(const dna& chain);
 
 // Folding: exponent marks, words.

@@ -184,8 +184,6 @@ std::string FormulaFilePath(const Calculator& c, const std::string& name) {
 std::optional<std::string> RunFormulaStage(Calculator& c) {
   // A line that begins with a blank (its first number cell then spells it first) has no words.
   if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value().starts_with(' ')) return std::nullopt;
-  // Names, file names and words are spelled by letter cells.
-  if (!HasLetterCell(c.WorkingChain)) return std::nullopt;
   MarkVariables(c);
   std::string fileName = FindFormulaFile(c);
   if (!fileName.empty()) return FormulaFilePath(c, fileName);
