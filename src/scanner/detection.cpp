@@ -3,6 +3,8 @@
 // error with its place; a chain that passes has its open parentheses closed.
 #include "scanner/detection.hpp"
 
+#include <algorithm>
+
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
 #include "scanner/folding.hpp"
@@ -55,10 +57,10 @@ void RecountParentheses(dna& chain) {
 int32_t FindMultiplePoint(const dna& chain) {
   for (int32_t i = 1; i <= chain.Count(); ++i) {
     const Cell& cell = chain[i];
-    if (cell.NameStr() != TypeNumber) continue;
-    std::string_view text = cell.Value();
-    size_t first = text.find('.');
-    if (first != std::string_view::npos && text.find('.', first + 1) != std::string_view::npos) return i;
+    // Numbers are short: counting beats searching, and one character holds one point at most.
+    if (cell.NameStr() != TypeNumber || cell.Text().size() < 2) continue;
+    const std::string_view text = cell.Value();
+    if (std::count(text.begin(), text.end(), '.') > 1) return i;
   }
   return 0;
 }
