@@ -137,13 +137,26 @@ void CloseWord(dna& chain, int32_t i, const VariableString& variables, WordStyle
 }
 
 
+// Letters fold pair by pair, and the word is closed after each fold; a fold
+// that leaves the word open changes nothing but its text. So the letters up to
+// the first that closes a word (or to the end of their run) fold at once: the
+// last keeps its cell and takes the whole text, as the pairs left it.
 void FoldWords(dna& chain, const VariableString& variables) {
+  thread_local std::string word;
   for (int32_t i = 1; i < chain.Count();) {
     if (chain[i].NameStr() != TypeChar || chain[i + 1].NameStr() != TypeChar) {
       ++i;
       continue;
     }
-    FoldPair(chain, i);
+    word.assign(chain[i].Value());
+    int32_t last = i + 1;
+    for (;; ++last) {
+      word.append(chain[last].Value());
+      if (last == chain.Count() || chain[last + 1].NameStr() != TypeChar) break;
+      if (CloseWordByCode(ClassifyWord(word, variables)).closing != WordClosing::Open) break;
+    }
+    chain[last].Value(word);
+    chain.Remove(i, last - i);
     CloseWord(chain, i, variables, WordStyle::Line);
   }
 }
