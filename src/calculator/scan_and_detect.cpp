@@ -159,11 +159,8 @@ void ScanAndDetect(Calculator& c, std::string_view text) {
   // file that it may run.
   const bool listen = c.Definitions.listening;
   c.Definitions.listening = false;
-  CutLine(c, text);
+  const bool letters = CutLine(c, text);
   if (listen) c.Definitions.heardSpelling = ToUpper(c.WorkingChain.Join());
-  // The formula stage and folding work on letters alone (names, words,
-  // exponent marks): a line of plain arithmetic passes over both.
-  const bool letters = HasLetterCell(c.WorkingChain);
   if (letters) {
     if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
       if (listen) c.Definitions.heardFolder = true;

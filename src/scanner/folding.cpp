@@ -172,13 +172,6 @@ void RemoveCommas(dna& chain) {
   }
 }
 
-bool HasLetterCell(const dna& chain) {
-  for (int32_t i = 1; i <= chain.Count(); ++i) {
-    if (chain[i].NameStr() == TypeChar || chain[i].NameStr() == TypeVariable) return true;
-  }
-  return false;
-}
-
 // The digits of a line were cut into their numbers already.
 void FoldChain(Calculator& c) {
   MarkExponents(c.WorkingChain);

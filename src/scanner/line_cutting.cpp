@@ -63,7 +63,7 @@ void ApplyTemplate(dna& chain, int32_t i) {
   if (i < chain.Count()) chain[i + 1].SetFlags(Shared().gNext.GetFlags());
 }
 
-void CutLine(Calculator& c, std::string_view text) {
+bool CutLine(Calculator& c, std::string_view text) {
   SharedState& g = Shared();
   // The error and the side texts are emptied where they stand, keeping their storage.
   g.gErr.FirstError = g.gErr.LengthError = g.gErr.NumError = 0;
@@ -90,6 +90,7 @@ void CutLine(Calculator& c, std::string_view text) {
   dna& chain = c.WorkingChain;
   chain.Reserve(static_cast<int32_t>(std::min(cut, static_cast<size_t>(dna::kMaxCells))));
   bool inNumber = false;  // the last cell is a number that the next digit joins
+  bool letters = false;
   for (size_t i = 1; i <= shape.cells; ++i) {
     const char ch = text[i - 1];
     if (const int16_t own = CharClass(ch); own != 0) g.gCharClass = own;
@@ -110,6 +111,7 @@ void CutLine(Calculator& c, std::string_view text) {
     cell.SetFlags(g.gNext.GetFlags());
     cell.Value(spelled);
     inNumber = code == TypeNumber && !overlong;
+    letters = letters || code == TypeChar;
   }
   if (overlong) FailOverflow("a chain holds at most 32,767 cells");
 
@@ -125,6 +127,7 @@ void CutLine(Calculator& c, std::string_view text) {
     if (shape.quote > shape.blank) tail[shape.quote - shape.blank - 1] = ' ';
     AppendEndText(tail);
   }
+  return letters;
 }
 
 }  // namespace morvex::detail

@@ -12,12 +12,12 @@ namespace morvex::detail {
 
 // Line cutting: one cell per character (one per run of digits), the target
 // name, the trailing text; the chain is left spelling the expression alone.
-void CutLine(Calculator& c, std::string_view text);
+// Returns whether a cell is a letter: the formula stage and folding work on
+// letters alone (names, words, exponent marks), so that a line of plain
+// arithmetic passes over both.
+bool CutLine(Calculator& c, std::string_view text);
 // The name at the start of `text`; the rest of it goes to gEndText.
 std::string SplitTargetName(std::string_view text);
-
-// Whether a cell holds letters: a letter (code 11) or a gathered name (99).
-bool HasLetterCell(const dna& chain);
 
 // Folding: exponent marks, words.
 void FoldChain(Calculator& c);

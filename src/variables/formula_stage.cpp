@@ -7,7 +7,6 @@
 #include "core/text_case.hpp"
 #include "evaluation/number_text.hpp"
 #include "platform/file_system.hpp"
-#include "scanner/scanner.hpp"
 
 namespace morvex::detail {
 namespace {
@@ -143,7 +142,9 @@ void MarkVariables(Calculator& c) {
 void ResolveUnknownWords(Calculator& c) {
   dna& chain = c.WorkingChain;
   // Words are made of letter cells: a line without one asks nothing.
-  if (!HasLetterCell(chain)) return;
+  bool anyLetter = false;
+  chain.ForEach(1, chain.Count(), [&anyLetter](const Cell& cell) { anyLetter = anyLetter || cell.NameStr() == TypeChar; });
+  if (!anyLetter) return;
   std::string word;
   for (int32_t i = 1; i <= chain.Count(); ++i) {
     const bool last = i == chain.Count();
