@@ -197,8 +197,10 @@ double Read(std::string_view text, bool strict) {
 }  // namespace
 
 NumberText FormatNumber(double x) {
-  if (std::isnan(x)) FailInvalidCall("a result that is not a number has no text");
-  if (std::isinf(x)) FailOverflow(Describe(x));
+  if (!std::isfinite(x)) {
+    if (std::isnan(x)) FailInvalidCall("a result that is not a number has no text");
+    FailOverflow(Describe(x));
+  }
   static_assert(sizeof(NumberText::chars) >= digits::kFifteenDigitsBuffer);
   NumberText out;
   out.length = static_cast<uint8_t>(digits::WriteFifteenDigits(out.chars, x) - out.chars);
@@ -213,7 +215,7 @@ namespace {
 // most one point. Its digits make a whole number below 2^53 and the point a
 // division by an exact power of ten: the value that Read gives (0 for zeros of
 // either sign), without its general walk. Both readings take such a text.
-bool ReadPlainNumber(std::string_view text, double& value) {
+[[gnu::always_inline]] inline bool ReadPlainNumber(std::string_view text, double& value) {
   static constexpr double kPowers[16] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
   const char* p = text.data();

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 namespace morvex::digits {
 
@@ -51,18 +52,21 @@ inline bool RoundByScaling(double magnitude, Rounded& out) {
   auto scaled = [magnitude](int k) { return k >= 0 ? magnitude * kPowers[k] : magnitude / kPowers[-k]; };
   double p = scaled(14 - exponent);
   if (p >= 1e15) p = scaled(14 - ++exponent);
-  const double whole = std::floor(p);
-  const double fraction = p - whole;  // exact: both share the scale of p
+  const auto whole = static_cast<int64_t>(p);  // p is positive: the cut is its floor
+  const double fraction = p - static_cast<double>(whole);  // exact: both share the scale of p
   if (fraction == 0.5) return false;
-  auto r = static_cast<int64_t>(whole) + (fraction > 0.5 ? 1 : 0);
+  int64_t r = whole + (fraction > 0.5 ? 1 : 0);
   if (r == 1'000'000'000'000'000) {  // the rounding carried into a new digit
     r /= 10;
     ++exponent;
   }
+  // At most 14 trailing zeros: dropped eight, four, two and one at a time.
   int count = 15;
-  while (r % 10 == 0) {
-    r /= 10;
-    --count;
+  for (const auto& [zeros, unit] : {std::pair{8, 100'000'000}, {4, 10'000}, {2, 100}, {1, 10}}) {
+    if (r % unit == 0) {
+      r /= unit;
+      count -= zeros;
+    }
   }
   for (int i = count; i-- > 0; r /= 10) out.digits[i] = static_cast<char>('0' + r % 10);
   out.count = count;
