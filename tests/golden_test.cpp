@@ -114,22 +114,20 @@ std::string Reduced(const std::string& reducer, const std::string& cells) {
   return text;
 }
 
-// The number writer against its general rounding alone, on seeded random values
-// of every kind: any magnitude, sums, products and quotients of short decimals,
-// and halves of the 15-digit grid with both neighbours. "same", or the first
-// value the two write differently.
+// The number writer against its general rounding alone, on seeded random values:
+// any magnitude, results of short decimals, halves of the 15-digit grid and
+// their neighbours. "same", or the first value the two write differently.
 std::string FormatsLikeTheGeneralRounding(uint64_t seed, int count) {
   std::mt19937_64 random(seed);
-  auto general = [](char* p, double x) { return digits::LayOut(x < 0 ? (*p = '-', p + 1) : p, digits::RoundByText(std::fabs(x))); };
-  auto decimal = [&](int digits) { return double(int64_t(random() % 2000001) - 1000000) / std::pow(10, random() % digits); };
+  auto decimal = [&](int places) { return double(int64_t(random() % 2000001) - 1000000) / std::pow(10, random() % places); };
   for (int i = 0; i < count; ++i) {
-    const double any = std::ldexp(double(int64_t(random())), int(random() % 200) - 100);
-    const double a = decimal(8), b = decimal(5);
+    const double any = std::ldexp(double(int64_t(random())), int(random() % 200) - 100), a = decimal(8), b = decimal(5);
     const double half = (double(random() % 900000000000000 + 100000000000000) + 0.5) / std::pow(10, random() % 30);
     for (double x : {any, a + b, a * b, a / b, half, std::nextafter(half, 0), std::nextafter(half, 1)}) {
-      char one[40], two[40];
-      const std::string_view written(one, digits::WriteFifteenDigits(one, x) - one), slow(two, general(two, x) - two);
-      if (x != 0 && std::isfinite(x) && written != slow) return Shortest(x) + " " + std::string(written) + " " + std::string(slow);
+      if (x == 0 || !std::isfinite(x)) continue;
+      char one[40], two[40] = "-";
+      const std::string written(one, digits::WriteFifteenDigits(one, x)), slow(two, digits::LayOut(two + (x < 0), digits::RoundByText(std::fabs(x))));
+      if (written != slow) return Shortest(x) + " " + written + " " + slow;
     }
   }
   return "same";
