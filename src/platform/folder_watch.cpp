@@ -42,9 +42,12 @@ class ThreadWatches {
   uint64_t Generation(const std::string& folder) {
     if (!on_ || fd_ < 0 || folder.empty() || folder.find('\0') != std::string::npos) return 0;
     if (lines_ == 0) Drain();
+    // A program asks about its one folder: the last one found is compared first.
+    if (last_ != nullptr && last_->first == folder) return last_->second.generation;
     auto found = folders_.find(folder);
-    if (found != folders_.end()) return found->second.generation;
-    return Watch(folder);
+    if (found == folders_.end()) return Watch(folder);
+    last_ = &*found;
+    return found->second.generation;
   }
 
  private:
@@ -60,6 +63,7 @@ class ThreadWatches {
     const int wd = inotify_add_watch(fd_, folder.c_str(), kWatchedEvents);
     if (wd < 0) return 0;
     // One folder reached by two spellings shares the kernel's watch.
+    last_ = nullptr;
     for (auto it = folders_.begin(); it != folders_.end();) {
       it = it->second.wd == wd ? folders_.erase(it) : std::next(it);
     }
@@ -71,6 +75,7 @@ class ThreadWatches {
   void Forget() {
     for (const auto& [folder, watched] : folders_) inotify_rm_watch(fd_, watched.wd);
     folders_.clear();
+    last_ = nullptr;
     Drain();
   }
 
@@ -101,6 +106,7 @@ class ThreadWatches {
       if (it->second.wd != event.wd) continue;
       if (event.mask & kWatchEnds) {
         if (!(event.mask & IN_IGNORED)) inotify_rm_watch(fd_, event.wd);
+        last_ = nullptr;
         folders_.erase(it);  // watched anew, with a new generation, at the next call
       } else {
         it->second.generation = NextGeneration();
@@ -111,6 +117,7 @@ class ThreadWatches {
 
   int fd_;
   std::unordered_map<std::string, Watched> folders_;
+  const std::pair<const std::string, Watched>* last_ = nullptr;  // the folder last asked about
 
  public:
   void BeginLine() {
