@@ -1,5 +1,7 @@
 #include "platform/folder_watch.hpp"
 
+#include "platform/readable_signal.hpp"
+
 #include <unordered_map>
 
 #if defined(__linux__)
@@ -32,7 +34,7 @@ uint64_t NextGeneration() {
 
 class ThreadWatches {
  public:
-  ThreadWatches() : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
+  ThreadWatches() : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), arrived_(fd_) {}
   ~ThreadWatches() {
     if (fd_ >= 0) close(fd_);
   }
@@ -41,7 +43,7 @@ class ThreadWatches {
 
   uint64_t Generation(const std::string& folder) {
     if (!on_ || fd_ < 0 || folder.empty() || folder.find('\0') != std::string::npos) return 0;
-    if (lines_ == 0) Drain();
+    if (lines_ == 0) ReadChanges();
     // A program asks about its one folder: the last one found is compared first.
     if (last_ != nullptr && last_->first == folder) return last_->second.generation;
     auto found = folders_.find(folder);
@@ -79,9 +81,17 @@ class ThreadWatches {
     Drain();
   }
 
+  // Reads the notifications that arrived since the last reading. Where the
+  // kernel signals their arrival in shared memory, a line on which nothing
+  // arrived costs no system call.
+  void ReadChanges() {
+    if (fd_ < 0 || (arrived_.Armed() && !arrived_.Arrived())) return;
+    Drain();
+  }
+
   // Reads every pending notification; each moves its folder's generation on.
-  // The count of pending bytes is asked first: on the common line nothing is
-  // pending, and that question is the cheapest system call that tells.
+  // The count of pending bytes is asked first: when nothing is pending that
+  // question is the cheapest system call that tells.
   void Drain() {
     int pending = 0;
     if (ioctl(fd_, FIONREAD, &pending) == 0 && pending <= 0) return;
@@ -116,12 +126,13 @@ class ThreadWatches {
   }
 
   int fd_;
+  ReadableSignal arrived_;  // the notifications' arrival, told without a system call
   std::unordered_map<std::string, Watched> folders_;
   const std::pair<const std::string, Watched>* last_ = nullptr;  // the folder last asked about
 
  public:
   void BeginLine() {
-    if (fd_ >= 0) Drain();
+    ReadChanges();
     ++lines_;
   }
   void EndLine() { --lines_; }
