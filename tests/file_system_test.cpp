@@ -52,14 +52,18 @@ TEST(FileSystem, OnlyRegularFilesAndLinksToThemAreFiles) {
   for (const std::string& path : {dir + "/missing", file, std::string(), dir + std::string("\0/x", 3)}) {
     EXPECT_EQ(Listed(path), Names{}) << path;
   }
-  // A folder that appears and goes.
+  // A folder that appears and goes; each change of its listing moves the listing version on.
   const std::string later = dir + "/later";
   EXPECT_EQ(Listed(later), Names{});
   fs::create_directory(later);
   folder.Write("later/x.txt", "1");
+  uint64_t version = ListingVersion();
   EXPECT_EQ(Listed(later), Names{"x.txt"});
+  EXPECT_NE(ListingVersion(), version);
   fs::remove_all(later);
+  version = ListingVersion();
   EXPECT_EQ(Listed(later), Names{});
+  EXPECT_NE(ListingVersion(), version);
 
   const fs::path program(ExecutableFolder());
   std::error_code ec;
