@@ -183,7 +183,8 @@ std::string FormulaFilePath(const Calculator& c, const std::string& name) {
 }
 
 std::optional<std::string> RunFormulaStage(Calculator& c) {
-  // A line that begins with a blank (its first number cell then spells it first) has no words.
+  // A line that begins with a blank has no words (a blank of the class of a
+  // number begins the number cell it stands in).
   if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value().starts_with(' ')) return std::nullopt;
   MarkVariables(c);
   std::string fileName = FindFormulaFile(c);
