@@ -3,12 +3,14 @@
 // folds ASCII letters and the accented letters of that page alike.
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
 namespace morvex {
 
-constexpr unsigned char UpperChar(unsigned char c) noexcept {
+namespace text_case {
+constexpr unsigned char FoldUpper(unsigned char c) noexcept {
   if (c >= 'a' && c <= 'z') return static_cast<unsigned char>(c - 32);
   if (c >= 0xE0 && c <= 0xFE && c != 0xF7) return static_cast<unsigned char>(c - 32);
   switch (c) {
@@ -19,6 +21,15 @@ constexpr unsigned char UpperChar(unsigned char c) noexcept {
     default: return c;
   }
 }
+// Every byte's upper case, looked up: names are compared and hashed a byte at a time on every line.
+inline constexpr std::array<unsigned char, 256> kUpper = [] {
+  std::array<unsigned char, 256> upper{};
+  for (int c = 0; c < 256; ++c) upper[static_cast<size_t>(c)] = FoldUpper(static_cast<unsigned char>(c));
+  return upper;
+}();
+}  // namespace text_case
+
+constexpr unsigned char UpperChar(unsigned char c) noexcept { return text_case::kUpper[c]; }
 
 // A character can be part of a target name when its code is 65 to 90, 97 to
 // 172: letters, and the characters of codes 123 to 172 alike.
