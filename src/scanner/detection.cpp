@@ -42,16 +42,12 @@ void BindVariables(Calculator& c) {
 
 void RecountParentheses(dna& chain) {
   SharedState& g = Shared();
-  g.gParenDepth = 0;
-  g.gParenDepth2 = 0;
   g.gNext.StartNumber(0);
-  chain.ForEach(1, chain.Count(), [&g](const Cell& cell) {
-    WriteSuccessorRow(g.gNext, cell.NameStr());  // the code assigned again, as the template sees it
-    const int16_t step = cell.NameStr() == TypeStart ? 1 : cell.NameStr() == TypeEnd ? -1 : 0;
-    if (step == 0) return;
-    g.gParenDepth = CheckedInt16(g.gParenDepth + step);
-    g.gParenDepth2 = CheckedInt16(g.gParenDepth2 + step);
-  });
+  // Every code is assigned again, as the template sees it; its depth, moved
+  // by each parenthesis from 0, is then the count of the open ones.
+  chain.ForEach(1, chain.Count(), [&g](const Cell& cell) { WriteSuccessorRow(g.gNext, cell.NameStr()); });
+  g.gParenDepth = g.gNext.StartNumber();
+  g.gParenDepth2 = g.gNext.StartNumber();
 }
 
 int32_t FindMultiplePoint(const dna& chain) {
