@@ -2,6 +2,7 @@
 // at the first equals sign or the first space, a target name may follow the
 // equals sign, and what stands behind goes to the trailing text.
 #include <algorithm>
+#include <array>
 
 #include "core/shared_state.hpp"
 #include "core/text_case.hpp"
@@ -35,17 +36,29 @@ struct LineShape {
   size_t blank = 0;     // the first blank cell, cells + 1 for none
 };
 
+// The characters that shape a line; any other only adds a cell.
+constexpr std::array<bool, 256> kShapesLine = [] {
+  std::array<bool, 256> shapes{};
+  for (unsigned char ch : {'"', '\'', '=', ' '}) shapes[ch] = true;
+  return shapes;
+}();
+
 LineShape ShapeOf(std::string_view text, int16_t charClass) {
   LineShape shape;
   for (char ch : text) {
-    if (const int16_t cls = CharClass(ch); cls != 0) charClass = cls;
-    if (ch == '"' && shape.quote != 0) break;
-    if (ch == '\'') break;
+    if (!kShapesLine[static_cast<unsigned char>(ch)]) {
+      ++shape.cells;
+      continue;
+    }
+    if (ch == '\'' || (ch == '"' && shape.quote != 0)) break;
     ++shape.cells;
     if (ch == '"') shape.quote = shape.cells;
-    if (shape.equals == 0 && charClass == TypeEquals) shape.equals = shape.cells;
-    if (shape.blank == 0 && (ch == ' ' || ch == '"')) shape.blank = shape.cells;
+    if (ch == '=' && shape.equals == 0) shape.equals = shape.cells;
+    if ((ch == ' ' || ch == '"') && shape.blank == 0) shape.blank = shape.cells;
   }
+  // An equals sign is the one character of its class; only a first character
+  // without a class, taking the class the line before ended on, shares it.
+  if (shape.cells > 0 && charClass == TypeEquals && CharClass(text[0]) == 0) shape.equals = 1;
   if (shape.blank == 0) shape.blank = shape.cells + 1;
   return shape;
 }
