@@ -102,20 +102,17 @@ bool CutLine(Calculator& c, std::string_view text) {
   const bool overlong = shape.cells >= static_cast<size_t>(dna::kMaxCells);
   dna& chain = c.WorkingChain;
   chain.Reserve(static_cast<int32_t>(std::min(cut, static_cast<size_t>(dna::kMaxCells))));
-  bool inNumber = false;  // the last cell is a number that the next digit joins
+  const size_t made = overlong ? shape.cells : std::min(cut - 1, shape.cells);
+  Cell* number = nullptr;  // the number cell that a further digit joins
   bool letters = false;
-  for (size_t i = 1; i <= shape.cells; ++i) {
+  for (size_t i = 1; i <= made; ++i) {
     const char ch = text[i - 1];
     if (const int16_t own = CharClass(ch); own != 0) g.gCharClass = own;
     const int16_t code = g.gCharClass;
-    if (i >= cut && !overlong) {
-      WriteSuccessorRow(g.gNext, code);
-      continue;
-    }
     const std::string_view spelled = i == shape.quote ? std::string_view(" ") : std::string_view(&ch, 1);
-    if (inNumber && code == TypeNumber) {
+    if (number != nullptr && code == TypeNumber) {
       // The template holds the row of a number already, which the character would write again.
-      chain[chain.Count()].Text().append(spelled);
+      number->Text().append(spelled);
       continue;
     }
     Cell& cell = chain.Add(flag::AddPattern);
@@ -123,8 +120,12 @@ bool CutLine(Calculator& c, std::string_view text) {
     WriteSuccessorRow(g.gNext, code);
     cell.SetFlags(g.gNext.GetFlags());
     cell.Value(spelled);
-    inNumber = code == TypeNumber && !overlong;
+    number = code == TypeNumber && !overlong ? &cell : nullptr;
     letters = letters || code == TypeChar;
+  }
+  for (size_t i = made + 1; i <= shape.cells; ++i) {
+    if (const int16_t own = CharClass(text[i - 1]); own != 0) g.gCharClass = own;
+    WriteSuccessorRow(g.gNext, g.gCharClass);
   }
   if (overlong) FailOverflow("a chain holds at most 32,767 cells");
 
