@@ -159,9 +159,9 @@ void ScanAndDetect(Calculator& c, std::string_view text) {
   // file that it may run.
   const bool listen = c.Definitions.listening;
   c.Definitions.listening = false;
-  const bool letters = CutLine(c, text);
+  const LineCut cut = CutLine(c, text);
   if (listen) c.Definitions.heardSpelling = ToUpper(c.WorkingChain.Join());
-  if (letters) {
+  if (cut.letters) {
     if (std::optional<std::string> formulaFile = RunFormulaStage(c)) {
       if (listen) c.Definitions.heardFolder = true;
       LoadHText(c, *formulaFile, Calculate);
@@ -170,8 +170,9 @@ void ScanAndDetect(Calculator& c, std::string_view text) {
   }
   // A chain that begins with letters was compared with the folder's files.
   if (listen && c.WorkingChain.Count() > 0 && c.WorkingChain[1].NameStr() == TypeChar) c.Definitions.heardFolder = true;
-  if (letters) FoldChain(c);
-  DetectChain(c);
+  if (cut.letters) FoldChain(c);
+  // Without letters the chain is as it was cut.
+  DetectChain(c, !cut.letters && cut.rowsOfChain);
   if (listen) HearInputs(c);
   HandOver(c);
 }

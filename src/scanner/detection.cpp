@@ -149,9 +149,14 @@ int32_t FindNeighbourError(dna& chain, const NeighbourRules& rules) {
   return 0;
 }
 
-void DetectChain(Calculator& c) {
+void DetectChain(Calculator& c, bool rowsOfChain) {
   dna& chain = c.WorkingChain;
-  RecountParentheses(chain);
+  if (rowsOfChain) {
+    Shared().gParenDepth = Shared().gNext.StartNumber();
+    Shared().gParenDepth2 = Shared().gNext.StartNumber();
+  } else {
+    RecountParentheses(chain);
+  }
   if (int32_t at = FindMultiplePoint(chain); at != 0) {
     ReportError(chain, E::MultiplePoint, at);
     return;

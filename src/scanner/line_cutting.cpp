@@ -76,7 +76,7 @@ void ApplyTemplate(dna& chain, int32_t i) {
   if (i < chain.Count()) chain[i + 1].SetFlags(Shared().gNext.GetFlags());
 }
 
-bool CutLine(Calculator& c, std::string_view text) {
+LineCut CutLine(Calculator& c, std::string_view text) {
   SharedState& g = Shared();
   // The error and the side texts are emptied where they stand, keeping their storage.
   g.gErr.FirstError = g.gErr.LengthError = g.gErr.NumError = 0;
@@ -102,10 +102,10 @@ bool CutLine(Calculator& c, std::string_view text) {
   const bool overlong = shape.cells >= static_cast<size_t>(dna::kMaxCells);
   dna& chain = c.WorkingChain;
   chain.Reserve(static_cast<int32_t>(std::min(cut, static_cast<size_t>(dna::kMaxCells))));
-  const size_t made = overlong ? shape.cells : std::min(cut - 1, shape.cells);
+  const size_t cells = overlong ? shape.cells : std::min(cut - 1, shape.cells);
   Cell* number = nullptr;  // the number cell that a further digit joins
-  bool letters = false;
-  for (size_t i = 1; i <= made; ++i) {
+  LineCut made{.letters = false, .rowsOfChain = cells == shape.cells};
+  for (size_t i = 1; i <= cells; ++i) {
     const char ch = text[i - 1];
     if (const int16_t own = CharClass(ch); own != 0) g.gCharClass = own;
     const int16_t code = g.gCharClass;
@@ -121,9 +121,9 @@ bool CutLine(Calculator& c, std::string_view text) {
     cell.SetFlags(g.gNext.GetFlags());
     cell.Value(spelled);
     number = code == TypeNumber && !overlong ? &cell : nullptr;
-    letters = letters || code == TypeChar;
+    made.letters = made.letters || code == TypeChar;
   }
-  for (size_t i = made + 1; i <= shape.cells; ++i) {
+  for (size_t i = cells + 1; i <= shape.cells; ++i) {
     if (const int16_t own = CharClass(text[i - 1]); own != 0) g.gCharClass = own;
     WriteSuccessorRow(g.gNext, g.gCharClass);
   }
@@ -141,7 +141,7 @@ bool CutLine(Calculator& c, std::string_view text) {
     if (shape.quote > shape.blank) tail[shape.quote - shape.blank - 1] = ' ';
     AppendEndText(tail);
   }
-  return letters;
+  return made;
 }
 
 }  // namespace morvex::detail
