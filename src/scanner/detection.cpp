@@ -95,11 +95,9 @@ int32_t TestFirstCell(dna& chain, const NeighbourRules& rules) {
   return 0;
 }
 
-// The test of cell i above 1 against the cell before it; returns the error number or 0.
-int32_t TestCell(dna& chain, int32_t i, const NeighbourRules& rules) {
-  Cell& cell = chain[i];
-  const Cell& previous = chain[i - 1];
-  if (rules.lastCellMustEnd && i == chain.Count() && !cell.BLast()) return E::NotCreatable;
+// The test of a cell after the first against the cell before it; returns the error number or 0.
+int32_t TestCell(Cell& cell, const Cell& previous, bool last, const NeighbourRules& rules) {
+  if (rules.lastCellMustEnd && last && !cell.BLast()) return E::NotCreatable;
   switch (cell.NameStr()) {
     case TypeAns:
       return previous.BAns() ? 0 : E::Missmatch;
@@ -139,8 +137,9 @@ int32_t TestCell(dna& chain, int32_t i, const NeighbourRules& rules) {
 }  // namespace
 
 int32_t FindNeighbourError(dna& chain, const NeighbourRules& rules) {
-  for (int32_t i = 1; i <= chain.Count(); ++i) {
-    const int32_t error = i == 1 ? TestFirstCell(chain, rules) : TestCell(chain, i, rules);
+  const int32_t count = chain.Count();  // the tests change codes, never the cells
+  for (int32_t i = 1; i <= count; ++i) {
+    const int32_t error = i == 1 ? TestFirstCell(chain, rules) : TestCell(chain[i], chain[i - 1], i == count, rules);
     if (error != 0) {
       ReportError(chain, error, i);
       return i;
