@@ -11,19 +11,18 @@
 namespace morvex::detail {
 namespace {
 
-// The chain as MarkVariables reads it: upper-cased Values, a gathered name as
-// one "$" per character, so that it is not found again and character
-// positions stay those of CellAtPosition.
-std::string SpellForVariables(const dna& chain) {
-  std::string text;
+// The chain as MarkVariables reads it, into `text`: upper-cased Values, a
+// gathered name as one "$" per character, so that it is not found again and
+// character positions stay those of CellAtPosition.
+void SpellForVariables(const dna& chain, std::string& text) {
+  text.clear();
   for (const Cell& cell : chain) {
     if (cell.NameStr() == TypeVariable) {
       text.append(cell.Text().size(), '$');
     } else {
-      text.append(ToUpper(cell.Value()));
+      for (char ch : cell.Value()) text.push_back(static_cast<char>(UpperChar(static_cast<unsigned char>(ch))));
     }
   }
-  return text;
 }
 
 // The chain as FindFormulaFile reads it, upper-cased: a gathered name by its
@@ -37,29 +36,41 @@ std::string SpellFirstCharacters(const dna& chain) {
   return text;
 }
 
+// Whether each character position from `position` on, `length` of them,
+// lies in a letter cell: the cells are walked once, where asking
+// CellAtPosition for each position would walk them from the front each time.
 bool AllLettersUnder(const dna& chain, size_t position, size_t length) {
+  size_t running = 0;  // the characters of the cells up to cell i
+  int32_t i = 0;
   for (size_t p = position; p < position + length; ++p) {
-    int16_t cell = CellAtPosition(chain, static_cast<int32_t>(p));
-    if (cell == 0 || chain[cell].NameStr() != TypeChar) return false;
+    while (running < p) {
+      if (++i > chain.Count()) return false;
+      running += chain[i].Text().size();
+    }
+    if (chain[i].NameStr() != TypeChar) return false;
   }
   return true;
 }
 
-void MarkName(dna& chain, const std::string& name) {
+// Gathers the occurrences of `name` into cells of code 99. `spelled` is the
+// chain as SpellForVariables reads it and is kept so: a gathered occurrence
+// spells as many "$" as it had letters, at the same positions.
+void MarkName(dna& chain, std::string& spelled, const std::string& name) {
   const std::string upperName = ToUpper(name);
   if (upperName.empty()) return;
+  const size_t length = upperName.size();
   size_t start = 0;  // 0-based offset of the search
   for (;;) {
-    std::string spelled = SpellForVariables(chain);
-    size_t found = spelled.find(upperName, start);
+    const size_t found = spelled.find(upperName, start);
     if (found == std::string::npos) return;
-    size_t position = found + 1;
-    if (!AllLettersUnder(chain, position, upperName.size())) return;
-    int16_t first = CellAtPosition(chain, static_cast<int32_t>(position));
+    const size_t position = found + 1;
+    if (!AllLettersUnder(chain, position, length)) return;
+    const int16_t first = CellAtPosition(chain, static_cast<int32_t>(position));
     chain[first].NameStr(TypeVariable);
     chain[first].Value(name);
-    for (size_t k = 1; k < upperName.size(); ++k) chain.Remove(first + 1);
-    size_t next = SpellForVariables(chain).find(upperName, start);
+    chain.Remove(first + 1, static_cast<int32_t>(length) - 1);  // one letter a cell
+    spelled.replace(found, length, length, '$');
+    const size_t next = spelled.find(upperName, start);
     start = next == std::string::npos ? 0 : next;
   }
 }
@@ -135,8 +146,10 @@ void MarkVariables(Calculator& c) {
   finder.Follow(c.Variables);
   if (finder.Empty()) return;  // no name to look for: the line is not spelled out
   thread_local std::vector<int32_t> candidates;
-  finder.Find(SpellForVariables(c.WorkingChain), candidates);
-  for (int32_t position : candidates) MarkName(c.WorkingChain, c.Variables.Item(position).Key);
+  thread_local std::string spelled;
+  SpellForVariables(c.WorkingChain, spelled);
+  finder.Find(spelled, candidates);
+  for (int32_t position : candidates) MarkName(c.WorkingChain, spelled, c.Variables.Item(position).Key);
 }
 
 void ResolveUnknownWords(Calculator& c) {
