@@ -52,19 +52,20 @@ bool AllLettersUnder(const dna& chain, size_t position, size_t length) {
   return true;
 }
 
-// Gathers the occurrences of `name` into cells of code 99. `spelled` is the
-// chain as SpellForVariables reads it and is kept so: a gathered occurrence
-// spells as many "$" as it had letters, at the same positions.
-void MarkName(dna& chain, std::string& spelled, const std::string& name) {
+// Gathers the occurrences of `name` into cells of code 99, up to the first
+// that lies over a cell that is no letter; false when there was one. `spelled`
+// is the chain as SpellForVariables reads it and is kept so: a gathered
+// occurrence spells as many "$" as it had letters, at the same positions.
+bool MarkName(dna& chain, std::string& spelled, const std::string& name) {
   const std::string upperName = ToUpper(name);
-  if (upperName.empty()) return;
+  if (upperName.empty()) return true;
   const size_t length = upperName.size();
   size_t start = 0;  // 0-based offset of the search
   for (;;) {
     const size_t found = spelled.find(upperName, start);
-    if (found == std::string::npos) return;
+    if (found == std::string::npos) return true;
     const size_t position = found + 1;
-    if (!AllLettersUnder(chain, position, length)) return;
+    if (!AllLettersUnder(chain, position, length)) return false;
     const int16_t first = CellAtPosition(chain, static_cast<int32_t>(position));
     chain[first].NameStr(TypeVariable);
     chain[first].Value(name);
@@ -141,35 +142,45 @@ void ListFormulaFiles(const std::string& folder) {
 // Only the names that occur in the line go through the exact search, in the
 // order of the names, longest first and equal lengths in table order; the
 // others could not be found there.
-void MarkVariables(Calculator& c) {
+bool MarkVariables(Calculator& c) {
   NameFinder& finder = c.Names;
   finder.Follow(c.Variables);
-  if (finder.Empty()) return;  // no name to look for: the line is not spelled out
+  if (finder.Empty()) return true;  // no name to look for: the line is not spelled out
   thread_local std::vector<int32_t> candidates;
   thread_local std::string spelled;
   SpellForVariables(c.WorkingChain, spelled);
   finder.Find(spelled, candidates);
-  for (int32_t position : candidates) MarkName(c.WorkingChain, spelled, c.Variables.Item(position).Key);
+  bool complete = true;
+  for (int32_t position : candidates) {
+    complete = MarkName(c.WorkingChain, spelled, c.Variables.Item(position).Key) && complete;
+  }
+  return complete;
 }
 
-void ResolveUnknownWords(Calculator& c) {
+bool ResolveUnknownWords(Calculator& c) {
   dna& chain = c.WorkingChain;
   // Words are made of letter cells: a line without one asks nothing.
   bool anyLetter = false;
   chain.ForEach(1, chain.Count(), [&anyLetter](const Cell& cell) { anyLetter = anyLetter || cell.NameStr() == TypeChar; });
-  if (!anyLetter) return;
+  if (!anyLetter) return false;
+  bool asked = false;
   std::string word;
   for (int32_t i = 1; i <= chain.Count(); ++i) {
     const bool last = i == chain.Count();
     if (chain[i].NameStr() == TypeChar) {
       word.append(chain[i].Value());
       if (!last) continue;
-      if (IsUnknownWord(c, word, true)) AskForValue(c, word);
+      if (IsUnknownWord(c, word, true)) {
+        AskForValue(c, word);
+        asked = true;
+      }
     } else if (!word.empty() && IsUnknownWord(c, word, false)) {
       AskForValue(c, word);
+      asked = true;
     }
     word.clear();
   }
+  return asked;
 }
 
 std::string FindFormulaFile(Calculator& c) {
@@ -199,11 +210,13 @@ std::optional<std::string> RunFormulaStage(Calculator& c) {
   // A line that begins with a blank has no words (a blank of the class of a
   // number begins the number cell it stands in).
   if (c.WorkingChain.Count() > 0 && c.WorkingChain[1].Value().starts_with(' ')) return std::nullopt;
-  MarkVariables(c);
+  const bool complete = MarkVariables(c);
   std::string fileName = FindFormulaFile(c);
   if (!fileName.empty()) return FormulaFilePath(c, fileName);
-  ResolveUnknownWords(c);
-  MarkVariables(c);
+  // Gathering again finds the names that the host's answers made. With no
+  // word asked, it could find only what the first gathering left behind a
+  // name over a cell that is no letter.
+  if (ResolveUnknownWords(c) || !complete) MarkVariables(c);
   return std::nullopt;
 }
 

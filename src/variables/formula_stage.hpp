@@ -19,11 +19,12 @@ std::optional<std::string> RunFormulaStage(Calculator& c);
 // Gathers the letters of each user variable name (longest names first, names
 // of equal length in table order, with no test of word boundaries) into one
 // cell of code 99. Only the names that occur in the line are tried, so a
-// line's cost does not grow with the table.
-void MarkVariables(Calculator& c);
+// line's cost does not grow with the table. The search for a name ends at an
+// occurrence that lies over a cell that is no letter; returns false when one did.
+bool MarkVariables(Calculator& c);
 // Asks the host (InputBox) for the value of each unknown word of the line and
-// makes a plain variable of each answer.
-void ResolveUnknownWords(Calculator& c);
+// makes a plain variable of each answer; returns whether a word was asked.
+bool ResolveUnknownWords(Calculator& c);
 // The name of the text file of the program's folder that the whole line names,
 // or ""; the chain is then the one cell of code 98.
 std::string FindFormulaFile(Calculator& c);
