@@ -25,6 +25,7 @@ void Reduction::NotifyRaw(int16_t length, int16_t firstChar) const {
 void Reduction::NoteChainTypes() {
   mayHold_[0] = uint64_t{1} << TypeNumber;  // every reduction makes numbers
   mayHold_[1] = 0;
+  ++typesNoted_;
   // The passes look at the range alone (the cell after it at most).
   const int32_t end = std::min(chain.Count(), last + 1);
   chain.ForEach(std::max(first, 1), end, [this](const Cell& cell) {

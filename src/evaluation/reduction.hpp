@@ -48,6 +48,7 @@ struct Reduction {
 
  private:
   uint64_t mayHold_[2] = {~uint64_t{0}, ~uint64_t{0}};
+  uint32_t typesNoted_ = 0;
 
  public:
 
@@ -58,8 +59,10 @@ struct Reduction {
   // code that the chain cannot hold finds nothing, so it is skipped.
   void NoteChainTypes();
   bool MayHold(int16_t type) const noexcept {
-    return type >= 0 && type < 128 && (mayHold_[static_cast<size_t>(type) / 64] >> (type % 64) & 1u) != 0;
+    return static_cast<uint16_t>(type) < 128 && (mayHold_[static_cast<size_t>(type) / 64] >> (type % 64) & 1u) != 0;
   }
+  // Counts the notes, so that what a reducer derives from them knows when to derive it again.
+  uint32_t TypesNoted() const noexcept { return typesNoted_; }
 
   bool Loud() const { return channel != Channel::Silent; }
   // Raises Change (or Change2) over the `n` cells from `i`, measured on the chain as it stands.
