@@ -43,10 +43,9 @@ void dna::Remove(int32_t index) {
 
 void dna::Remove(int32_t index, int32_t count) {
   if (count <= 0) return;
-  Item(index);  // checks the positions
-  Item(index + count - 1);
+  if (index < 1 || index > Count() - count + 1) Item(index < 1 ? index : index + count - 1);  // fails
   MoveEditPoint(static_cast<size_t>(index - 1));
-  for (int32_t k = 0; k < count; ++k) back_.pop_back();
+  back_.erase(back_.end() - count, back_.end());
 }
 
 void dna::Remove(std::string_view key) {
