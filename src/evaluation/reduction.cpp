@@ -6,11 +6,7 @@
 
 namespace morvex::detail {
 
-void Reduction::Notify(int32_t n, int32_t i) const {
-  // Measuring the text costs a walk of the chain: only for a host that listens.
-  if (channel == Channel::Silent) return;
-  if (channel == Channel::Change && !c.Events.Change) return;
-  if (channel == Channel::Change2 && !c.Events.Change2) return;
+void Reduction::NotifyMeasured(int32_t n, int32_t i) const {
   NotifyRaw(CellTextLength(chain, i, n), CellTextOffset(chain, i));
 }
 

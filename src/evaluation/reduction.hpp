@@ -49,6 +49,7 @@ struct Reduction {
  private:
   uint64_t mayHold_[2] = {~uint64_t{0}, ~uint64_t{0}};
   uint32_t typesNoted_ = 0;
+  void NotifyMeasured(int32_t n, int32_t i) const;
 
  public:
 
@@ -66,7 +67,13 @@ struct Reduction {
 
   bool Loud() const { return channel != Channel::Silent; }
   // Raises Change (or Change2) over the `n` cells from `i`, measured on the chain as it stands.
-  void Notify(int32_t n, int32_t i) const;
+  // Measuring the text costs a walk of the chain: only for a host that listens.
+  void Notify(int32_t n, int32_t i) const {
+    if (channel == Channel::Change ? static_cast<bool>(c.Events.Change)
+                                   : channel == Channel::Change2 && static_cast<bool>(c.Events.Change2)) {
+      NotifyMeasured(n, i);
+    }
+  }
   // Raises Change (or Change2) with a length and a first character as given.
   void NotifyRaw(int16_t length, int16_t firstChar) const;
   // The whole chain: first 0 and last the cell count.
