@@ -130,5 +130,26 @@ TEST_F(Chain, CopiesKeepTheCellsAndReplayTheCodesOnTheTemplate) {
   EXPECT_TRUE(Shared().gNext.Has(flag::BEnd)) << "the number row at depth 2";
 }
 
+// Replaying copies leaves the template as making them does, from any depth.
+TEST_F(Chain, ReplayedCopiesLeaveTheTemplateAsCopies) {
+  using Layout = std::vector<test::CellSpec>;
+  for (const Layout& cells : {Layout{{")", TypeEnd}, {"1", TypeNumber}}, Layout{{"(", TypeStart}, {"+", TypePlus}, {"a", TypeNone}},
+                              Layout{{"2", TypeNumber}, {")", TypeEnd}, {")", TypeEnd}, {"(", TypeStart}}}) {
+    dna chain;
+    test::LayOut(chain, cells);
+    for (auto [depth, times] : {std::pair{0, 1}, {0, 2}, {1, 2}, {-1, 2}, {2, 2}}) {
+      Shared().gNext = SuccessorTemplate();
+      Shared().gNext.StartNumber(static_cast<int16_t>(depth));
+      for (int k = 0; k < times; ++k) CopyChain(chain);
+      const SuccessorTemplate copied = Shared().gNext;
+      Shared().gNext = SuccessorTemplate();
+      Shared().gNext.StartNumber(static_cast<int16_t>(depth));
+      ReplayCopy(chain, times);
+      EXPECT_EQ(Shared().gNext.GetFlags() * 100 + Shared().gNext.StartNumber(), copied.GetFlags() * 100 + copied.StartNumber())
+          << cells.size() << " cells from depth " << depth << ", " << times << " times";
+    }
+  }
+}
+
 }  // namespace
 }  // namespace morvex
