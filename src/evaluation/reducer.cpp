@@ -1,5 +1,6 @@
 #include "evaluation/reducer.hpp"
 
+#include <array>
 #include <bit>
 
 #include "core/shared_state.hpp"
@@ -26,25 +27,6 @@ bool BroughtNewCells(StageKind kind) {
 
 StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : StageOutcome::Nothing; }
 
-// Whether a stage's pass can find anything in a chain that holds only the
-// codes noted: each pass looks for cells of its own codes. The word power
-// stage always runs, as it also clears the mark of a rewriting.
-bool StageMayAct(const Stage& stage, const Reduction& r) {
-  switch (stage.kind) {
-    case StageKind::Sign: return r.MayHold(TypeSign);
-    // A cell spelled "E" or "Exp" is a word, a letter, a variable's name or a given-up cell.
-    case StageKind::ExponentMark:
-    case StageKind::ExponentWord:
-      return r.MayHold(TypeWord) || r.MayHold(TypeChar) || r.MayHold(TypeVariable) || r.MayHold(TypeNone);
-    // A cell spelled "!" is a factorial or a given-up cell.
-    case StageKind::Factorial: return r.MayHold(TypeFactorial) || r.MayHold(TypeNone);
-    case StageKind::Words: return r.MayHold(TypeWord);
-    case StageKind::OpenNames: return r.MayHold(TypeChar) || r.MayHold(TypeXVar) || r.MayHold(TypeYVar);
-    case StageKind::Binary: return r.MayHold(stage.operatorType);
-    default: return true;
-  }
-}
-
 // One bit per stage that may act, as a reducer runs through its table many
 // times between two notes of the chain's codes.
 using StageSet = uint32_t;
@@ -52,9 +34,27 @@ constexpr size_t kMaxStages = 32;
 StageSet LiveStages(std::span<const Stage> stages, const Reduction& r) {
   StageSet live = 0;
   for (size_t i = 0; i < stages.size(); ++i) {
-    if (StageMayAct(stages[i], r)) live |= StageSet{1} << i;
+    if (stages[i].looksFor.Empty() || r.MayHoldAny(stages[i].looksFor)) live |= StageSet{1} << i;
   }
   return live;
+}
+
+// The same, remembered: a table and a set of codes give the same stages
+// every time, and the lines of a session meet the same few sets again and again.
+StageSet RememberedLiveStages(std::span<const Stage> stages, const Reduction& r) {
+  struct Entry {
+    const Stage* stages = nullptr;
+    TypeSet codes;
+    StageSet live = 0;
+  };
+  static thread_local std::array<Entry, 16> remembered;
+  const TypeSet& codes = r.NotedTypes();
+  const uint64_t key = codes.bits[0] ^ (codes.bits[1] * 0x9E3779B97F4A7C15u) ^ reinterpret_cast<uintptr_t>(stages.data());
+  Entry& entry = remembered[(key ^ (key >> 29) ^ (key >> 47)) % remembered.size()];
+  if (entry.stages != stages.data() || entry.codes.bits[0] != codes.bits[0] || entry.codes.bits[1] != codes.bits[1]) {
+    entry = {stages.data(), codes, LiveStages(stages, r)};
+  }
+  return entry.live;
 }
 
 // The first stage from `pc` on that may act; the end of the table if none.
@@ -172,7 +172,7 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
     try {
       for (;;) {
         if (r.TypesNoted() != liveFromNote) {
-          live = LiveStages(stages, r);
+          live = RememberedLiveStages(stages, r);
           liveFromNote = r.TypesNoted();
         }
         pc = NextLiveStage(live, pc, stages.size());

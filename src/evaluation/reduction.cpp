@@ -19,15 +19,14 @@ void Reduction::NotifyRaw(int16_t length, int16_t firstChar) const {
 }
 
 void Reduction::NoteChainTypes() {
-  mayHold_[0] = uint64_t{1} << TypeNumber;  // every reduction makes numbers
-  mayHold_[1] = 0;
+  mayHold_ = TypeSet{TypeNumber};  // every reduction makes numbers
   ++typesNoted_;
   // The passes look at the range alone (the cell after it at most).
   const int32_t end = std::min(chain.Count(), last + 1);
   chain.ForEach(std::max(first, 1), end, [this](const Cell& cell) {
     const int16_t type = cell.NameStr();
     if (type < 0 || type >= 128) return;
-    mayHold_[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
+    mayHold_.bits[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
   });
 }
 
