@@ -47,10 +47,10 @@ StageSet RememberedLiveStages(std::span<const Stage> stages, const Reduction& r)
     TypeSet codes;
     StageSet live = 0;
   };
-  static thread_local std::array<Entry, 16> remembered;
+  static thread_local std::array<Entry, 32> remembered;
   const TypeSet& codes = r.NotedTypes();
-  const uint64_t key = codes.bits[0] ^ (codes.bits[1] * 0x9E3779B97F4A7C15u) ^ reinterpret_cast<uintptr_t>(stages.data());
-  Entry& entry = remembered[(key ^ (key >> 29) ^ (key >> 47)) % remembered.size()];
+  const uint64_t key = (codes.bits[0] + codes.bits[1] * 31 + reinterpret_cast<uintptr_t>(stages.data())) * 0x9E3779B97F4A7C15u;
+  Entry& entry = remembered[key >> 59];  // the top five bits of the mixed key
   if (entry.stages != stages.data() || entry.codes.bits[0] != codes.bits[0] || entry.codes.bits[1] != codes.bits[1]) {
     entry = {stages.data(), codes, LiveStages(stages, r)};
   }
