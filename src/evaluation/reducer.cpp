@@ -114,6 +114,7 @@ DriverStep RunDriverStage(const DriverProfile& profile, const Stage& stage, Redu
       BindPi(r, profile.piAnyCase);
       return DriverStep::Next;
     case StageKind::Groups: {
+      if (!r.MayHold(TypeStart)) return DriverStep::Next;
       const GroupRule& rule = profile.groupRounds[static_cast<size_t>(stage.round)];
       int32_t open = 0;
       int32_t close = 0;
@@ -203,8 +204,8 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
 void Drive(const DriverProfile& profile, Calculator& c) {
   Reduction r(c, profile.secondChain ? c.SecondChain : c.WorkingChain, profile.channel);
   r.factorial = FactorialRule::DoubleForward;
-  // Binding makes numbers alone, and the groups stage does not look at the
-  // codes: they are noted when a stage that looks at them comes.
+  // Binding makes numbers alone: the codes are noted when a stage that looks
+  // at them comes.
   bool typesStale = true;
   try {
     for (const Stage& stage : profile.stages) {
@@ -213,7 +214,7 @@ void Drive(const DriverProfile& profile, Calculator& c) {
         profile.general(r);
         return;
       }
-      if (typesStale && stage.kind != StageKind::Bind && stage.kind != StageKind::Pi && stage.kind != StageKind::Groups) {
+      if (typesStale && stage.kind != StageKind::Bind && stage.kind != StageKind::Pi) {
         r.NoteChainTypes();
         typesStale = false;
       }
