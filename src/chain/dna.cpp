@@ -35,15 +35,19 @@ Cell& dna::Item(std::string_view key) {
   return (*this)[index];
 }
 
-void dna::Remove(int32_t index) {
-  Item(index);  // checks the position
-  MoveEditPoint(static_cast<size_t>(index - 1));
-  back_.pop_back();
-}
+void dna::Remove(int32_t index) { Remove(index, 1); }
 
 void dna::Remove(int32_t index, int32_t count) {
   if (count <= 0) return;
   if (index < 1 || index > Count() - count + 1) Item(index < 1 ? index : index + count - 1);  // fails
+  // Cells close before the edit point close up where they are: moving the few
+  // behind them costs less than moving the edit point over them.
+  const size_t end = static_cast<size_t>(index - 1 + count);
+  if (end <= front_.size() && front_.size() - end <= kShortTail) {
+    const auto first = front_.begin() + (index - 1);
+    front_.erase(first, first + count);
+    return;
+  }
   MoveEditPoint(static_cast<size_t>(index - 1));
   back_.erase(back_.end() - count, back_.end());
 }

@@ -105,6 +105,7 @@ class dna {
   }
   void ShiftEditPoint(size_t cellsBefore);
   int32_t IndexOfKey(std::string_view key) const noexcept;
+  static constexpr size_t kShortTail = 4;
   std::vector<Cell> front_;
   std::vector<Cell> back_;
 };
