@@ -3,8 +3,11 @@
 // the program's own folder.
 #include "platform/file_system.hpp"
 #include "platform/folder_watch.hpp"
+#include "platform/readable_signal.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -122,6 +125,30 @@ TEST(FileSystem, WatchedFolderShowsEveryChangeAtTheNextCall) {
   EXPECT_EQ(FolderGeneration(folder.str()), before);
   const FolderWatchLine nested;
   EXPECT_NE(FolderGeneration(folder.str()), before);
+}
+
+// Each wake-up of the descriptor is told once; more wake-ups than the ring
+// holds are told too, and the signal stands again after them.
+TEST(FileSystem, ReadableSignalTellsEachWakeUpOnce) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+  char byte = 'x';
+  const auto wake = [&](int times) {
+    for (int k = 0; k < times; ++k) ASSERT_TRUE(write(ends[1], &byte, 1) == 1 && read(ends[0], &byte, 1) == 1);
+  };
+  {
+    ReadableSignal signal(ends[0]);
+    if (!signal.Armed()) GTEST_SKIP() << "no io_uring here: lines ask the descriptor instead";
+    EXPECT_FALSE(signal.Arrived());
+    for (const int times : {1, 2, 1, 40, 1}) {
+      wake(times);
+      EXPECT_TRUE(signal.Arrived()) << times;
+      EXPECT_FALSE(signal.Arrived()) << times;
+      EXPECT_TRUE(signal.Armed()) << times;
+    }
+  }
+  close(ends[0]);
+  close(ends[1]);
 }
 
 }  // namespace

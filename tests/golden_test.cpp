@@ -19,6 +19,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <random>
 #include <sstream>
 
 #include "core/errors.hpp"
@@ -29,6 +30,7 @@
 #include "run/calculation_run.hpp"
 #include "run/sub_expression_run.hpp"
 #include "scanner/scanner.hpp"
+#include "script/fifteen_digits.hpp"
 #include "test_support.hpp"
 
 namespace morvex {
@@ -112,6 +114,25 @@ std::string Reduced(const std::string& reducer, const std::string& cells) {
   return text;
 }
 
+// The number writer against its general rounding alone, on seeded random values:
+// any magnitude, results of short decimals, halves of the 15-digit grid and
+// their neighbours. "same", or the first value the two write differently.
+std::string FormatsLikeTheGeneralRounding(uint64_t seed, int count) {
+  std::mt19937_64 random(seed);
+  auto decimal = [&](int places) { return double(int64_t(random() % 2000001) - 1000000) / std::pow(10, random() % places); };
+  for (int i = 0; i < count; ++i) {
+    const double any = std::ldexp(double(int64_t(random())), int(random() % 200) - 100), a = decimal(8), b = decimal(5);
+    const double half = (double(random() % 900000000000000 + 100000000000000) + 0.5) / std::pow(10, random() % 30);
+    for (double x : {any, a + b, a * b, a / b, half, std::nextafter(half, 0), std::nextafter(half, 1)}) {
+      if (x == 0 || !std::isfinite(x)) continue;
+      char one[40], two[40] = "-";
+      const std::string written(one, digits::WriteFifteenDigits(one, x)), slow(two, digits::LayOut(two + (x < 0), digits::RoundByText(std::fabs(x))));
+      if (written != slow) return Shortest(x) + " " + written + " " + slow;
+    }
+  }
+  return "same";
+}
+
 const char* kOutcomes[] = {"Value", "ArgumentText", "Pole", "Domain", "None"};
 
 const std::map<std::string, std::function<std::string(const Args&)>> kInternals = {
@@ -120,6 +141,7 @@ const std::map<std::string, std::function<std::string(const Args&)>> kInternals 
        const std::string text(FormatNumber(D(a[0])).view());
        return text == NumberToText(D(a[0])) ? text : "NumberToText disagrees";
      }},
+    {"formats", [](const Args& a) { return FormatsLikeTheGeneralRounding(std::stoull(a[0]), std::stoi(a[1])); }},
     {"read", [](const Args& a) { return Shortest(ReadNumber(a[0])); }},
     {"strict", [](const Args& a) { return Shortest(ReadNumberStrict(a[0])); }},
     {"round", [](const Args& a) { return std::to_string(RoundToLong(D(a[0]))); }},

@@ -197,8 +197,10 @@ double Read(std::string_view text, bool strict) {
 }  // namespace
 
 NumberText FormatNumber(double x) {
-  if (std::isnan(x)) FailInvalidCall("a result that is not a number has no text");
-  if (std::isinf(x)) FailOverflow(Describe(x));
+  if (!std::isfinite(x)) {
+    if (std::isnan(x)) FailInvalidCall("a result that is not a number has no text");
+    FailOverflow(Describe(x));
+  }
   static_assert(sizeof(NumberText::chars) >= digits::kFifteenDigitsBuffer);
   NumberText out;
   out.length = static_cast<uint8_t>(digits::WriteFifteenDigits(out.chars, x) - out.chars);
@@ -213,34 +215,32 @@ namespace {
 // most one point. Its digits make a whole number below 2^53 and the point a
 // division by an exact power of ten: the value that Read gives (0 for zeros of
 // either sign), without its general walk. Both readings take such a text.
-bool ReadPlainNumber(std::string_view text, double& value) {
+[[gnu::always_inline]] inline bool ReadPlainNumber(std::string_view text, double& value) {
   static constexpr double kPowers[16] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  size_t i = !text.empty() && text[0] == '-' ? 1 : 0;
-  const bool negative = i == 1;
-  if (text.size() - i > 16) return false;
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  const bool negative = p != end && *p == '-';
+  p += negative;
+  const std::ptrdiff_t length = end - p;
+  if (length == 0 || length > 16) return false;
+  const char* point = nullptr;
   int64_t whole = 0;
-  int digits = 0;
-  int decimals = -1;  // digits after the point, -1 without a point
-  for (; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c >= '0' && c <= '9') {
-      whole = whole * 10 + (c - '0');
-      ++digits;
-      if (decimals >= 0) ++decimals;
-    } else if (c == '.' && decimals < 0) {
-      decimals = 0;
+  for (; p != end; ++p) {
+    const unsigned digit = static_cast<unsigned char>(*p) - unsigned{'0'};
+    if (digit < 10) {
+      whole = whole * 10 + digit;
+    } else if (*p == '.' && point == nullptr) {
+      point = p;
     } else {
       return false;
     }
   }
+  const std::ptrdiff_t digits = length - (point != nullptr);
   if (digits == 0 || digits > 15) return false;
-  if (whole == 0) {
-    value = 0.0;
-    return true;
-  }
-  const double magnitude = decimals > 0 ? static_cast<double>(whole) / kPowers[decimals] : static_cast<double>(whole);
-  value = negative ? -magnitude : magnitude;
+  const std::ptrdiff_t decimals = point != nullptr ? end - point - 1 : 0;
+  const double magnitude = static_cast<double>(whole) / kPowers[decimals];
+  value = whole == 0 ? 0.0 : negative ? -magnitude : magnitude;
   return true;
 }
 

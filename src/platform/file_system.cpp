@@ -45,9 +45,20 @@ struct FolderListing {
   std::unordered_map<std::string, bool, NameHash, std::equal_to<>> exists;
 };
 
+// The last kept answer of FolderHasFile: every line asks the one folder for
+// the one script file, and while the generation is the same the answer holds
+// without a lookup.
+struct LastAnswer {
+  std::string folder;
+  std::string name;
+  uint64_t generation = 0;  // 0: no answer
+  bool exists = false;
+};
+
 struct ThreadFolderCache {
   std::unordered_map<std::string, FolderListing> listings;
   std::vector<FolderFile> empty;
+  LastAnswer last;
 };
 
 ThreadFolderCache& Cache() {
@@ -130,10 +141,20 @@ FolderListing* WatchedEntry(const std::string& folder, uint64_t generation) {
 bool FolderHasFile(const std::string& folder, std::string_view name) {
   if (folder.empty() || HasNul(folder)) return FileExists(JoinPath(folder, name));
   const uint64_t generation = FolderGeneration(folder);
+  LastAnswer& last = Cache().last;
+  if (generation != 0 && last.generation == generation && last.name == name && last.folder == folder) {
+    return last.exists;
+  }
   FolderListing* entry = WatchedEntry(folder, generation);
   if (entry == nullptr) return FileExists(JoinPath(folder, name));
-  // Asked on every line with the same name: a known answer costs one lookup.
-  if (auto known = entry->exists.find(name); known != entry->exists.end()) return known->second;
+  const auto remember = [&](bool exists) {
+    last.folder = folder;
+    last.name = name;
+    last.generation = generation;
+    last.exists = exists;
+    return exists;
+  };
+  if (auto known = entry->exists.find(name); known != entry->exists.end()) return remember(known->second);
   const std::string path = JoinPath(folder, name);
   const bool exists = FileExists(path);
   // What lies behind a symbolic link is outside the watch: asked anew each
@@ -143,6 +164,7 @@ bool FolderHasFile(const std::string& folder, std::string_view name) {
   if (type == fs::file_type::not_found || (!ec && type != fs::file_type::symlink)) {
     entry->generation = generation;
     entry->exists.emplace(name, exists);
+    return remember(exists);
   }
   return exists;
 }

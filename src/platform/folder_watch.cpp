@@ -1,10 +1,13 @@
 #include "platform/folder_watch.hpp"
 
+#include "platform/readable_signal.hpp"
+
 #include <unordered_map>
 
 #if defined(__linux__)
 #include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,7 +34,7 @@ uint64_t NextGeneration() {
 
 class ThreadWatches {
  public:
-  ThreadWatches() : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
+  ThreadWatches() : fd_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), arrived_(fd_) {}
   ~ThreadWatches() {
     if (fd_ >= 0) close(fd_);
   }
@@ -40,10 +43,13 @@ class ThreadWatches {
 
   uint64_t Generation(const std::string& folder) {
     if (!on_ || fd_ < 0 || folder.empty() || folder.find('\0') != std::string::npos) return 0;
-    if (lines_ == 0) Drain();
+    if (lines_ == 0) ReadChanges();
+    // A program asks about its one folder: the last one found is compared first.
+    if (last_ != nullptr && last_->first == folder) return last_->second.generation;
     auto found = folders_.find(folder);
-    if (found != folders_.end()) return found->second.generation;
-    return Watch(folder);
+    if (found == folders_.end()) return Watch(folder);
+    last_ = &*found;
+    return found->second.generation;
   }
 
  private:
@@ -59,6 +65,7 @@ class ThreadWatches {
     const int wd = inotify_add_watch(fd_, folder.c_str(), kWatchedEvents);
     if (wd < 0) return 0;
     // One folder reached by two spellings shares the kernel's watch.
+    last_ = nullptr;
     for (auto it = folders_.begin(); it != folders_.end();) {
       it = it->second.wd == wd ? folders_.erase(it) : std::next(it);
     }
@@ -70,11 +77,24 @@ class ThreadWatches {
   void Forget() {
     for (const auto& [folder, watched] : folders_) inotify_rm_watch(fd_, watched.wd);
     folders_.clear();
+    last_ = nullptr;
+    Drain();
+  }
+
+  // Reads the notifications that arrived since the last reading. Where the
+  // kernel signals their arrival in shared memory, a line on which nothing
+  // arrived costs no system call.
+  void ReadChanges() {
+    if (fd_ < 0 || (arrived_.Armed() && !arrived_.Arrived())) return;
     Drain();
   }
 
   // Reads every pending notification; each moves its folder's generation on.
+  // The count of pending bytes is asked first: when nothing is pending that
+  // question is the cheapest system call that tells.
   void Drain() {
+    int pending = 0;
+    if (ioctl(fd_, FIONREAD, &pending) == 0 && pending <= 0) return;
     alignas(inotify_event) char buffer[4096];
     for (;;) {
       const ssize_t length = read(fd_, buffer, sizeof buffer);
@@ -96,6 +116,7 @@ class ThreadWatches {
       if (it->second.wd != event.wd) continue;
       if (event.mask & kWatchEnds) {
         if (!(event.mask & IN_IGNORED)) inotify_rm_watch(fd_, event.wd);
+        last_ = nullptr;
         folders_.erase(it);  // watched anew, with a new generation, at the next call
       } else {
         it->second.generation = NextGeneration();
@@ -105,11 +126,13 @@ class ThreadWatches {
   }
 
   int fd_;
+  ReadableSignal arrived_;  // the notifications' arrival, told without a system call
   std::unordered_map<std::string, Watched> folders_;
+  const std::pair<const std::string, Watched>* last_ = nullptr;  // the folder last asked about
 
  public:
   void BeginLine() {
-    if (fd_ >= 0) Drain();
+    ReadChanges();
     ++lines_;
   }
   void EndLine() { --lines_; }

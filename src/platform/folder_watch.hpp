@@ -3,9 +3,12 @@
 //
 // On Linux each thread keeps one inotify instance with a watch per folder it
 // was asked about (up to a small bound). FolderGeneration reads the pending
-// notifications without blocking, one system call, and moves the folder's
-// generation on when any arrived: a file created, written, removed, renamed or
-// given other attributes before the call shows in the generation it returns.
+// notifications without blocking and moves the folder's generation on when any
+// arrived: a file created, written, removed, renamed or given other attributes
+// before the call shows in the generation it returns. Whether any arrived is
+// told in memory the kernel shares with the thread (ReadableSignal), so a
+// question when nothing changed costs no system call; where that is not
+// available, it costs one (the count of pending bytes).
 // Elsewhere, or when the folder can't be watched, the answer is 0: "not
 // watched", and callers look at the file system as they would without a watch.
 //
@@ -30,8 +33,9 @@ void WatchFolders(bool on);
 
 // Marks the work of one line: the notifications are read once when it begins,
 // and the questions of the line, nested lines aside, take the generations as
-// they were then. A line thus costs one system call for its folder checks;
-// outside a line every question reads the notifications itself.
+// they were then. A line thus costs no system call for its folder checks while
+// nothing changed (one without the shared-memory signal); outside a line every
+// question reads the notifications itself.
 class FolderWatchLine {
  public:
   FolderWatchLine();
