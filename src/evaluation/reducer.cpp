@@ -20,9 +20,9 @@ size_t IndexOfKind(std::span<const Stage> stages, StageKind kind) {
 // word power was rewritten (its stage and the groups stage behind it). The
 // other passes make numbers and given-up cells alone, and of the passes that
 // follow them before the next formula stage none asks about a given-up cell.
-bool BroughtNewCells(StageKind kind) {
+bool BroughtNewCells(StageKind kind, const SharedState& g) {
   return kind == StageKind::Formula ||
-         ((kind == StageKind::WordPower || kind == StageKind::RewriteGroups) && Shared().gPowerRewritten);
+         ((kind == StageKind::WordPower || kind == StageKind::RewriteGroups) && g.gPowerRewritten);
 }
 
 StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : StageOutcome::Nothing; }
@@ -78,22 +78,22 @@ bool RunPassStage(const Stage& stage, Reduction& r) {
   }
 }
 
-StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reduction& r) {
+StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reduction& r, SharedState& g) {
   if (stage.kind == StageKind::WordPower && !r.MayHold(TypePowerNum)) {
-    Shared().gPowerRewritten = false;
+    g.gPowerRewritten = false;
     return StageOutcome::Nothing;
   }
   switch (stage.kind) {
     case StageKind::Formula:
       return profile.formula(r);
     case StageKind::WordPower: {
-      Shared().gPowerRewritten = false;
+      g.gPowerRewritten = false;
       bool failed = false;
       WordPowerPass(r, failed);
       return StageOutcome::Nothing;
     }
     case StageKind::RewriteGroups:
-      if (!Shared().gPowerRewritten) return StageOutcome::Nothing;
+      if (!g.gPowerRewritten) return StageOutcome::Nothing;
       return AsOutcome(profile.rewriteGroups(r));
     default:
       return AsOutcome(RunPassStage(stage, r));
@@ -161,6 +161,7 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
   r.first = first;
   r.last = first == 0 ? r.chain.Count() : last;
   const std::span<const Stage> stages = profile.stages;
+  SharedState& g = Shared();
   const size_t wordsIndex = IndexOfKind(stages, StageKind::Words);
   // A formula stage in front notes the codes after it runs, which is the first use of them.
   if (stages.empty() || stages[0].kind != StageKind::Formula) r.NoteChainTypes();
@@ -178,8 +179,8 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
         }
         pc = NextLiveStage(live, pc, stages.size());
         if (pc >= stages.size()) break;
-        StageOutcome outcome = RunStage(profile, stages[pc], r);
-        if (BroughtNewCells(stages[pc].kind)) r.NoteChainTypes();
+        StageOutcome outcome = RunStage(profile, stages[pc], r, g);
+        if (BroughtNewCells(stages[pc].kind, g)) r.NoteChainTypes();
         if (outcome == StageOutcome::EndCall) break;
         pc = NextStage(stages, pc, wordsIndex, outcome == StageOutcome::Reduced);
       }
