@@ -1,6 +1,8 @@
 // The pass primitives of the reductions. A pass scans positions upward from
 // first + 1; its limit is fixed when a scan begins; after each reduction a new
-// scan starts from the front; the pass ends after a scan that finds nothing.
+// scan starts from the front (or from the step's place, when the step left
+// every earlier position as it found it); the pass ends after a scan that
+// finds nothing.
 // Each primitive returns whether it reduced anything, and reports its steps
 // through the reduction's channel.
 #pragma once
