@@ -132,22 +132,16 @@ TEST_F(Chain, CopiesKeepTheCellsAndReplayTheCodesOnTheTemplate) {
 
 // Replaying copies leaves the template as making them does, from any depth.
 TEST_F(Chain, ReplayedCopiesLeaveTheTemplateAsCopies) {
-  using Layout = std::vector<test::CellSpec>;
-  for (const Layout& cells : {Layout{{")", TypeEnd}, {"1", TypeNumber}}, Layout{{"(", TypeStart}, {"+", TypePlus}, {"a", TypeNone}},
-                              Layout{{"2", TypeNumber}, {")", TypeEnd}, {")", TypeEnd}, {"(", TypeStart}}}) {
-    dna chain;
-    test::LayOut(chain, cells);
-    for (auto [depth, times] : {std::pair{0, 1}, {0, 2}, {1, 2}, {-1, 2}, {2, 2}}) {
+  dna chain;
+  test::LayOut(chain, {{"2", TypeNumber}, {")", TypeEnd}, {"(", TypeStart}, {")", TypeEnd}, {"a", TypeNone}});
+  for (auto [depth, times] : {std::pair{0, 1}, {0, 2}, {1, 2}, {-1, 2}, {2, 2}}) {
+    auto after = [&, depth = depth, times = times](auto replay) {
       Shared().gNext = SuccessorTemplate();
       Shared().gNext.StartNumber(static_cast<int16_t>(depth));
-      for (int k = 0; k < times; ++k) CopyChain(chain);
-      const SuccessorTemplate copied = Shared().gNext;
-      Shared().gNext = SuccessorTemplate();
-      Shared().gNext.StartNumber(static_cast<int16_t>(depth));
-      ReplayCopy(chain, times);
-      EXPECT_EQ(Shared().gNext.GetFlags() * 100 + Shared().gNext.StartNumber(), copied.GetFlags() * 100 + copied.StartNumber())
-          << cells.size() << " cells from depth " << depth << ", " << times << " times";
-    }
+      replay(times);
+      return Shared().gNext.GetFlags() * 100 + Shared().gNext.StartNumber();
+    };
+    EXPECT_EQ(after([&](int n) { ReplayCopy(chain, n); }), after([&](int n) { while (n-- > 0) CopyChain(chain); })) << depth << " " << times;
   }
 }
 
