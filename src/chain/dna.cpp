@@ -39,7 +39,10 @@ void dna::Remove(int32_t index) { Remove(index, 1); }
 
 void dna::Remove(int32_t index, int32_t count) {
   if (count <= 0) return;
-  if (index < 1 || index > Count() - count + 1) Item(index < 1 ? index : index + count - 1);  // fails
+  if (index < 1 || index > Count() - count + 1) {  // the first position outside the chain fails
+    Item(index);
+    Item(index + count - 1);
+  }
   // Cells close before the edit point close up where they are: moving the few
   // behind them costs less than moving the edit point over them.
   const size_t end = static_cast<size_t>(index - 1 + count);
