@@ -130,5 +130,20 @@ TEST_F(Chain, CopiesKeepTheCellsAndReplayTheCodesOnTheTemplate) {
   EXPECT_TRUE(Shared().gNext.Has(flag::BEnd)) << "the number row at depth 2";
 }
 
+// Replaying copies leaves the template as making them does, from any depth.
+TEST_F(Chain, ReplayedCopiesLeaveTheTemplateAsCopies) {
+  dna chain;
+  test::LayOut(chain, {{"2", TypeNumber}, {")", TypeEnd}, {"(", TypeStart}, {")", TypeEnd}, {"a", TypeNone}});
+  for (auto [depth, times] : {std::pair{0, 1}, {0, 2}, {1, 2}, {-1, 2}, {2, 2}}) {
+    auto after = [&, depth = depth, times = times](auto replay) {
+      Shared().gNext = SuccessorTemplate();
+      Shared().gNext.StartNumber(static_cast<int16_t>(depth));
+      replay(times);
+      return Shared().gNext.GetFlags() * 100 + Shared().gNext.StartNumber();
+    };
+    EXPECT_EQ(after([&](int n) { ReplayCopy(chain, n); }), after([&](int n) { while (n-- > 0) CopyChain(chain); })) << depth << " " << times;
+  }
+}
+
 }  // namespace
 }  // namespace morvex

@@ -110,12 +110,8 @@ void HandOver(Calculator& c) {
   // The copy goes into the calculator's spare storage, taken out for the
   // time of the run so that a nested use of it finds its own.
   dna saved = std::move(c.SpareChain);
-  if (silentRun) {
-    CopyChainInto(c.WorkingChain, saved);
-  } else {
-    ReplayCopy(c.WorkingChain);
-  }
   if (g.gErr.NumError != 0) {
+    ReplayCopy(c.WorkingChain);  // the save alone
     c.SpareChain = std::move(saved);
     c.StringVariable.clear();
     g.gReport.StrVariable.clear();
@@ -123,11 +119,12 @@ void HandOver(Calculator& c) {
     return;
   }
   if (silentRun) {
+    CopyChainInto(c.WorkingChain, saved);
     EvaluateChain(c);
     ReplayCopy(saved);
     std::swap(c.WorkingChain, saved);
   } else {
-    ReplayCopy(c.WorkingChain);
+    ReplayCopy(c.WorkingChain, 2);  // the save and the restore
   }
   c.SpareChain = std::move(saved);
 

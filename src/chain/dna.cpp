@@ -35,18 +35,24 @@ Cell& dna::Item(std::string_view key) {
   return (*this)[index];
 }
 
-void dna::Remove(int32_t index) {
-  Item(index);  // checks the position
-  MoveEditPoint(static_cast<size_t>(index - 1));
-  back_.pop_back();
-}
+void dna::Remove(int32_t index) { Remove(index, 1); }
 
 void dna::Remove(int32_t index, int32_t count) {
   if (count <= 0) return;
-  Item(index);  // checks the positions
-  Item(index + count - 1);
+  if (index < 1 || index > Count() - count + 1) {  // the first position outside the chain fails
+    Item(index);
+    Item(index + count - 1);
+  }
+  // Cells close before the edit point close up where they are: moving the few
+  // behind them costs less than moving the edit point over them.
+  const size_t end = static_cast<size_t>(index - 1 + count);
+  if (end <= front_.size() && front_.size() - end <= kShortTail) {
+    const auto first = front_.begin() + (index - 1);
+    front_.erase(first, first + count);
+    return;
+  }
   MoveEditPoint(static_cast<size_t>(index - 1));
-  for (int32_t k = 0; k < count; ++k) back_.pop_back();
+  back_.erase(back_.end() - count, back_.end());
 }
 
 void dna::Remove(std::string_view key) {
@@ -104,9 +110,44 @@ int32_t dna::IndexOfKey(std::string_view key) const noexcept {
   return 0;
 }
 
-void ReplayCopy(const dna& source) {
+void ReplayCopy(const dna& source, int32_t times) {
+  // Each copy leaves the row of its last cell that has one, as the depth
+  // stands at that cell, and moves the depth by the same amount: one walk
+  // tells both for any number of copies.
+  int32_t depth = 0;
+  int32_t lowest = 0;
+  int32_t highest = 0;
+  int16_t lastWithRow = TypeNone;
+  int32_t depthAtLast = 0;
+  bool anyRow = false;
+  source.ForEach(1, source.Count(), [&](const Cell& cell) {
+    const int16_t code = cell.NameStr();
+    if (code == TypeStart) highest = std::max(highest, ++depth);
+    if (code >= 0 && code < 128 && successor_rows::kEntries[static_cast<size_t>(code)].has) {
+      anyRow = true;
+      lastWithRow = code;
+      depthAtLast = depth;
+    }
+    if (code == TypeEnd) lowest = std::min(lowest, --depth);
+  });
   SuccessorTemplate& next = Shared().gNext;
-  source.ForEach(1, source.Count(), [&next](const Cell& cell) { WriteSuccessorRow(next, cell.NameStr()); });
+  const int32_t start = next.StartNumber();
+  for (int32_t k = 0; k < times; ++k) {
+    const int32_t from = start + k * depth;
+    if (from + highest > INT16_MAX || from + lowest < INT16_MIN) {
+      // The depth leaves 16 bits: the copies fail where they would, cell by cell.
+      for (int32_t copy = 0; copy < times; ++copy) {
+        source.ForEach(1, source.Count(), [&next](const Cell& cell) { WriteSuccessorRow(next, cell.NameStr()); });
+      }
+      return;
+    }
+  }
+  if (times <= 0) return;
+  if (anyRow) {
+    const int32_t depthThere = start + (times - 1) * depth + depthAtLast;
+    next.SetFlags(successor_rows::kEntries[static_cast<size_t>(lastWithRow)].rows[depthThere > 0 ? 1 : 0]);
+  }
+  next.StartNumber(static_cast<int16_t>(start + times * depth));
 }
 
 dna CopyChain(const dna& source) {

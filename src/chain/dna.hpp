@@ -105,6 +105,7 @@ class dna {
   }
   void ShiftEditPoint(size_t cellsBefore);
   int32_t IndexOfKey(std::string_view key) const noexcept;
+  static constexpr size_t kShortTail = 4;
   std::vector<Cell> front_;
   std::vector<Cell> back_;
 };
@@ -115,8 +116,9 @@ class dna {
 dna CopyChain(const dna& source);
 // The same copy into `copy`, whose cells it replaces and whose storage it reuses.
 void CopyChainInto(const dna& source, dna& copy);
-// What such a copy does to the successor template, without the copy.
-void ReplayCopy(const dna& source);
+// What such a copy does to the successor template, without the copy; or
+// what `times` such copies in a row do.
+void ReplayCopy(const dna& source, int32_t times = 1);
 
 // Position helpers, in characters of the text that the chain spells (1-based).
 int16_t CellTextOffset(const dna& chain, int32_t index);

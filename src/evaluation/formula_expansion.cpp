@@ -14,6 +14,7 @@ FormulaWord FindFormulaWord(const Reduction& r, int32_t top, bool formulasOnly) 
   // finds the one record that a walk over the table would, at a cost that does
   // not grow with the table.
   const VariableString& variables = r.c.Variables;
+  if (variables.Count() < var_index::FirstUser) return {};  // a table of Ans, XVar and YVar alone
   for (int32_t i = std::min(top, r.chain.Count()); i >= r.first + 1; --i) {
     const int32_t k = variables.IndexOfKey(r.chain[i].Value());
     if (k < var_index::FirstUser) continue;

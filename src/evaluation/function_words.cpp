@@ -40,7 +40,11 @@ bool EqualsUpper(std::string_view text, std::string_view upper) {
 }
 
 Word Recognize(std::string_view text) {
+  if (text.empty()) return Word::Unknown;
+  const char first = Upper(text[0]);
   for (const WordRow& row : kWords) {
+    // The length and the first letter tell most rows apart before the spelling is compared.
+    if (row.spelling.size() != text.size() || Upper(row.spelling[0]) != first) continue;
     if (row.any_case ? EqualsUpper(text, row.spelling) : text == row.spelling) return row.word;
   }
   return Word::Unknown;

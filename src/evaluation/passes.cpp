@@ -26,7 +26,7 @@ void WriteNumberText(Cell& cell, std::string_view text) {
 }
 
 void RemoveCells(Reduction& r, int32_t i, int32_t count) {
-  for (int32_t k = 0; k < count; ++k) r.chain.Remove(i);
+  r.chain.Remove(i, count);
   r.last -= count;
 }
 
@@ -194,7 +194,7 @@ bool IsTimes(const Reduction& r, int32_t i) { return r.chain[i + 1].Value() == "
 Step RefuseDivisionByZero(Reduction& r, int32_t i, Operands operands) {
   if (IsTimes(r, i) || operands.right != 0) return Step::None;
   GiveUp(r.chain, i, 3);
-  return Step::Reduced;
+  return Step::ReducedHere;
 }
 
 Step RefuseNothing(Reduction&, int32_t, Operands) { return Step::None; }
@@ -267,8 +267,11 @@ const BinaryOperator& BinaryOperatorOf(int16_t type) {
   Fail(failure_code::InvalidCall, "no binary operator of code " + std::to_string(type));
 }
 
+// A step turns its three cells into one number, or gives them up: the cells
+// before it stay, and none of them can begin a step now that did not before,
+// so the pass goes on from the step's place.
 Step BinaryStep(Reduction& r, const BinaryOperator& op, int32_t i) {
-  if (!IsType(r, i, TypeNumber) || !IsType(r, i + 1, op.type) || !IsType(r, i + 2, TypeNumber)) return Step::None;
+  if (!IsType(r, i + 1, op.type) || !IsType(r, i, TypeNumber) || !IsType(r, i + 2, TypeNumber)) return Step::None;
   r.arity = 3;
   r.position = i;
   if (op.changes == LeftCellFirst) r.Notify(1, i);
@@ -278,7 +281,7 @@ Step BinaryStep(Reduction& r, const BinaryOperator& op, int32_t i) {
   WriteNumberText(r.chain[i], op.result(r, i, operands).view());
   RemoveCells(r, i + 1, 2);
   if (op.changes == Around) r.Notify(1, i);
-  return Step::Reduced;
+  return Step::ReducedHere;
 }
 
 }  // namespace
@@ -447,7 +450,7 @@ bool AdjacentPass(Reduction& r) {
     WriteNumber(r.chain[i], CheckedMultiply(Value(r, i), Value(r, i + 1)));
     RemoveCells(r, i + 1, 1);
     r.Notify(1, i);
-    return Step::Reduced;
+    return Step::ReducedHere;  // the cell before it was no number, or it would have been the step
   });
 }
 

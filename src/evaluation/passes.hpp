@@ -1,6 +1,8 @@
 // The pass primitives of the reductions. A pass scans positions upward from
 // first + 1; its limit is fixed when a scan begins; after each reduction a new
-// scan starts from the front; the pass ends after a scan that finds nothing.
+// scan starts from the front (or from the step's place, when the step left
+// every earlier position as it found it); the pass ends after a scan that
+// finds nothing.
 // Each primitive returns whether it reduced anything, and reports its steps
 // through the reduction's channel.
 #pragma once
@@ -16,6 +18,8 @@ namespace morvex::detail {
 enum class Step : uint8_t {
   None,     // no match here: the scan goes on
   Reduced,  // a reduction: a new scan starts from the front
+  ReducedHere,  // a reduction that left the cells before its place as they were,
+                // and the positions before it found nothing: the new scan starts here
   Marked,   // cells given up, the scan goes on with the next position
   EndPass,  // the pass ends here, without a new scan
 };
@@ -24,14 +28,16 @@ enum class Step : uint8_t {
 template <class StepFn>
 bool RunPass(Reduction& r, int32_t tail, StepFn step) {
   bool reduced = false;
+  int32_t from = r.first + 1;
   for (;;) {
     const int32_t limit = std::min(r.last, r.chain.Count()) - tail;
     bool restart = false;
-    for (int32_t i = r.first + 1; i <= limit; ++i) {
+    for (int32_t i = from; i <= limit; ++i) {
       Step outcome = step(i);
-      if (outcome == Step::Reduced) {
+      if (outcome == Step::Reduced || outcome == Step::ReducedHere) {
         reduced = true;
         restart = true;
+        from = outcome == Step::Reduced ? r.first + 1 : i;
         break;
       }
       if (outcome == Step::EndPass) return true;

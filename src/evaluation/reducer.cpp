@@ -1,5 +1,8 @@
 #include "evaluation/reducer.hpp"
 
+#include <array>
+#include <bit>
+
 #include "core/shared_state.hpp"
 
 namespace morvex::detail {
@@ -17,23 +20,47 @@ size_t IndexOfKind(std::span<const Stage> stages, StageKind kind) {
 // word power was rewritten (its stage and the groups stage behind it). The
 // other passes make numbers and given-up cells alone, and of the passes that
 // follow them before the next formula stage none asks about a given-up cell.
-bool BroughtNewCells(StageKind kind) {
+bool BroughtNewCells(StageKind kind, const SharedState& g) {
   return kind == StageKind::Formula ||
-         ((kind == StageKind::WordPower || kind == StageKind::RewriteGroups) && Shared().gPowerRewritten);
+         ((kind == StageKind::WordPower || kind == StageKind::RewriteGroups) && g.gPowerRewritten);
 }
 
 StageOutcome AsOutcome(bool reduced) { return reduced ? StageOutcome::Reduced : StageOutcome::Nothing; }
 
-// The code a stage's pass looks for, when a chain without it leaves the pass
-// nothing to do; 0 for stages that always run.
-int16_t PassTarget(const Stage& stage) {
-  switch (stage.kind) {
-    case StageKind::Sign: return TypeSign;
-    case StageKind::Words: return TypeWord;
-    case StageKind::WordPower: return TypePowerNum;
-    case StageKind::Binary: return stage.operatorType;
-    default: return 0;
+// One bit per stage that may act, as a reducer runs through its table many
+// times between two notes of the chain's codes.
+using StageSet = uint32_t;
+constexpr size_t kMaxStages = 32;
+StageSet LiveStages(std::span<const Stage> stages, const Reduction& r) {
+  StageSet live = 0;
+  for (size_t i = 0; i < stages.size(); ++i) {
+    if (stages[i].looksFor.Empty() || r.MayHoldAny(stages[i].looksFor)) live |= StageSet{1} << i;
   }
+  return live;
+}
+
+// The same, remembered: a table and a set of codes give the same stages
+// every time, and the lines of a session meet the same few sets again and again.
+StageSet RememberedLiveStages(std::span<const Stage> stages, const Reduction& r) {
+  struct Entry {
+    const Stage* stages = nullptr;
+    TypeSet codes;
+    StageSet live = 0;
+  };
+  static thread_local std::array<Entry, 32> remembered;
+  const TypeSet& codes = r.NotedTypes();
+  const uint64_t key = (codes.bits[0] + codes.bits[1] * 31 + reinterpret_cast<uintptr_t>(stages.data())) * 0x9E3779B97F4A7C15u;
+  Entry& entry = remembered[key >> 59];  // the top five bits of the mixed key
+  if (entry.stages != stages.data() || entry.codes.bits[0] != codes.bits[0] || entry.codes.bits[1] != codes.bits[1]) {
+    entry = {stages.data(), codes, LiveStages(stages, r)};
+  }
+  return entry.live;
+}
+
+// The first stage from `pc` on that may act; the end of the table if none.
+size_t NextLiveStage(StageSet live, size_t pc, size_t end) {
+  const StageSet ahead = pc < kMaxStages ? live >> pc : 0;
+  return ahead == 0 ? end : pc + static_cast<size_t>(std::countr_zero(ahead));
 }
 
 // The passes, as reducers and drivers both run them.
@@ -51,54 +78,62 @@ bool RunPassStage(const Stage& stage, Reduction& r) {
   }
 }
 
-StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reduction& r) {
-  if (const int16_t target = PassTarget(stage); target != 0 && !r.MayHold(target)) {
-    if (stage.kind == StageKind::WordPower) Shared().gPowerRewritten = false;
+StageOutcome RunStage(const ReducerProfile& profile, const Stage& stage, Reduction& r, SharedState& g) {
+  if (stage.kind == StageKind::WordPower && !r.MayHold(TypePowerNum)) {
+    g.gPowerRewritten = false;
     return StageOutcome::Nothing;
   }
   switch (stage.kind) {
     case StageKind::Formula:
       return profile.formula(r);
     case StageKind::WordPower: {
-      Shared().gPowerRewritten = false;
+      g.gPowerRewritten = false;
       bool failed = false;
       WordPowerPass(r, failed);
       return StageOutcome::Nothing;
     }
     case StageKind::RewriteGroups:
-      if (!Shared().gPowerRewritten) return StageOutcome::Nothing;
+      if (!g.gPowerRewritten) return StageOutcome::Nothing;
       return AsOutcome(profile.rewriteGroups(r));
     default:
       return AsOutcome(RunPassStage(stage, r));
   }
 }
 
-// A driver stage; returns true when the driver goes on to its general reduction at once.
-bool RunDriverStage(const DriverProfile& profile, const Stage& stage, Reduction& r) {
+// What a driver stage leaves: the driver goes on, goes on with kinds of cells
+// that the chain may not have held (a group's formula words, a rewritten word
+// power), or goes on to its general reduction at once.
+enum class DriverStep : uint8_t { Next, NewCells, General };
+
+DriverStep RunDriverStage(const DriverProfile& profile, const Stage& stage, Reduction& r) {
   switch (stage.kind) {
     case StageKind::Bind:
       BindVariables(r, profile.noteFoundVariable, profile.plainOnly, profile.changeAfterBind);
-      return false;
+      return DriverStep::Next;
     case StageKind::Pi:
       BindPi(r, profile.piAnyCase);
-      return false;
+      return DriverStep::Next;
     case StageKind::Groups: {
+      if (!r.MayHold(TypeStart)) return DriverStep::Next;
       const GroupRule& rule = profile.groupRounds[static_cast<size_t>(stage.round)];
       int32_t open = 0;
       int32_t close = 0;
+      DriverStep step = DriverStep::Next;
       while (FindGroup(r.chain, r.chain.Count(), 1, open, close)) {
-        if (ReduceGroup(r, rule, open, close) == GroupOutcome::Ended) return true;
+        if (ReduceGroup(r, rule, open, close) == GroupOutcome::Ended) return DriverStep::General;
+        step = DriverStep::NewCells;
       }
-      return false;
+      return step;
     }
     case StageKind::WordPower: {
       bool failed = false;
-      WordPowerPass(r, failed);
-      return failed;
+      const bool rewritten = WordPowerPass(r, failed);
+      if (failed) return DriverStep::General;
+      return rewritten ? DriverStep::NewCells : DriverStep::Next;
     }
     default:
       RunPassStage(stage, r);
-      return false;
+      return DriverStep::Next;
   }
 }
 
@@ -125,24 +160,37 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
   r.signWordHasRow = profile.signWordHasRow;
   r.first = first;
   r.last = first == 0 ? r.chain.Count() : last;
-  const size_t wordsIndex = IndexOfKind(profile.stages, StageKind::Words);
-  r.NoteChainTypes();
+  const std::span<const Stage> stages = profile.stages;
+  SharedState& g = Shared();
+  const size_t wordsIndex = IndexOfKind(stages, StageKind::Words);
+  // A formula stage in front notes the codes after it runs, which is the first use of them.
+  if (stages.empty() || stages[0].kind != StageKind::Formula) r.NoteChainTypes();
+  if (stages.size() > kMaxStages) Fail(failure_code::InvalidCall, "a reducer of more stages than it can follow");
+  StageSet live = ~StageSet{0};  // what no note yet rules out
+  uint32_t liveFromNote = 0;
   size_t pc = 0;
   bool tookMissingChain = false;
   for (;;) {
     try {
-      while (pc < profile.stages.size()) {
-        StageOutcome outcome = RunStage(profile, profile.stages[pc], r);
-        if (BroughtNewCells(profile.stages[pc].kind)) r.NoteChainTypes();
+      for (;;) {
+        if (r.TypesNoted() != liveFromNote) {
+          live = RememberedLiveStages(stages, r);
+          liveFromNote = r.TypesNoted();
+        }
+        pc = NextLiveStage(live, pc, stages.size());
+        if (pc >= stages.size()) break;
+        StageOutcome outcome = RunStage(profile, stages[pc], r, g);
+        if (BroughtNewCells(stages[pc].kind, g)) r.NoteChainTypes();
         if (outcome == StageOutcome::EndCall) break;
-        pc = NextStage(profile.stages, pc, wordsIndex, outcome == StageOutcome::Reduced);
+        pc = NextStage(stages, pc, wordsIndex, outcome == StageOutcome::Reduced);
       }
       break;
     } catch (const Failure& failure) {
       if (IsFatal(failure) || tookMissingChain) throw;
-      const bool inFormulaStage = pc < profile.stages.size() && profile.stages[pc].kind == StageKind::Formula;
+      const bool inFormulaStage = pc < stages.size() && stages[pc].kind == StageKind::Formula;
       if (failure.code() == failure_code::ObjectNotSet && profile.catchesMissingChain && inFormulaStage) {
         tookMissingChain = true;  // the formula stage ends; the next stage begins
+        r.NoteChainTypes();
         ++pc;
         continue;
       }
@@ -157,25 +205,27 @@ void Reduce(const ReducerProfile& profile, Calculator& c, int32_t& first, int32_
 void Drive(const DriverProfile& profile, Calculator& c) {
   Reduction r(c, profile.secondChain ? c.SecondChain : c.WorkingChain, profile.channel);
   r.factorial = FactorialRule::DoubleForward;
-  r.WholeChain();
-  r.NoteChainTypes();
-  bool typesStale = false;
+  // Binding makes numbers alone: the codes are noted when a stage that looks
+  // at them comes.
+  bool typesStale = true;
   try {
     for (const Stage& stage : profile.stages) {
       r.WholeChain();
-      if (typesStale) r.NoteChainTypes();
-      // Groups (through their formula words) and word powers can bring kinds
-      // of cells that the chain did not hold before.
-      typesStale = stage.kind == StageKind::Groups || stage.kind == StageKind::WordPower;
       if (stage.kind == StageKind::General) {
         profile.general(r);
         return;
       }
-      if (RunDriverStage(profile, stage, r)) {
+      if (typesStale && stage.kind != StageKind::Bind && stage.kind != StageKind::Pi) {
+        r.NoteChainTypes();
+        typesStale = false;
+      }
+      const DriverStep step = RunDriverStage(profile, stage, r);
+      if (step == DriverStep::General) {
         r.WholeChain();
         profile.general(r);
         return;
       }
+      if (step == DriverStep::NewCells) typesStale = true;
     }
   } catch (const Failure& failure) {
     if (IsFatal(failure)) throw;

@@ -45,11 +45,30 @@ enum class Flow : uint8_t {
   RestartIfReduced,      // to the first stage when the stage changed anything
 };
 
+// The codes that a stage's pass looks for: a chain without any of them leaves
+// it nothing to do. Empty for the stages that always run (the word power
+// stage among them, as it also clears the mark of a rewriting).
+constexpr TypeSet LooksFor(StageKind kind, int16_t operatorType) {
+  switch (kind) {
+    case StageKind::Sign: return {TypeSign};
+    // A cell spelled "E" or "Exp" is a word, a letter, a variable's name or a given-up cell.
+    case StageKind::ExponentMark:
+    case StageKind::ExponentWord: return {TypeWord, TypeChar, TypeVariable, TypeNone};
+    // A cell spelled "!" is a factorial or a given-up cell.
+    case StageKind::Factorial: return {TypeFactorial, TypeNone};
+    case StageKind::Words: return {TypeWord};
+    case StageKind::OpenNames: return {TypeChar, TypeXVar, TypeYVar};
+    case StageKind::Binary: return {operatorType};
+    default: return {};
+  }
+}
+
 struct Stage {
   StageKind kind;
   Flow flow = Flow::Next;
   int16_t operatorType = 0;  // the operator of a Binary stage
   int8_t round = 0;          // the group rule of a Groups stage
+  TypeSet looksFor = LooksFor(kind, operatorType);
 };
 
 struct ReducerProfile {

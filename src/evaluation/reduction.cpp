@@ -6,11 +6,7 @@
 
 namespace morvex::detail {
 
-void Reduction::Notify(int32_t n, int32_t i) const {
-  // Measuring the text costs a walk of the chain: only for a host that listens.
-  if (channel == Channel::Silent) return;
-  if (channel == Channel::Change && !c.Events.Change) return;
-  if (channel == Channel::Change2 && !c.Events.Change2) return;
+void Reduction::NotifyMeasured(int32_t n, int32_t i) const {
   NotifyRaw(CellTextLength(chain, i, n), CellTextOffset(chain, i));
 }
 
@@ -23,14 +19,14 @@ void Reduction::NotifyRaw(int16_t length, int16_t firstChar) const {
 }
 
 void Reduction::NoteChainTypes() {
-  mayHold_[0] = uint64_t{1} << TypeNumber;  // every reduction makes numbers
-  mayHold_[1] = 0;
+  mayHold_ = TypeSet{TypeNumber};  // every reduction makes numbers
+  ++typesNoted_;
   // The passes look at the range alone (the cell after it at most).
   const int32_t end = std::min(chain.Count(), last + 1);
   chain.ForEach(std::max(first, 1), end, [this](const Cell& cell) {
     const int16_t type = cell.NameStr();
     if (type < 0 || type >= 128) return;
-    mayHold_[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
+    mayHold_.bits[static_cast<size_t>(type) / 64] |= uint64_t{1} << (type % 64);
   });
 }
 

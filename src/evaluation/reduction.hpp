@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 
 #include "workspace/calculator.hpp"
@@ -33,6 +34,22 @@ enum class LoneWordRule : uint8_t {
   ZeroKeepWord, // its text becomes "0" (with a Change over 2), its code stays
 };
 
+// A set of type codes from 0 to 127.
+struct TypeSet {
+  uint64_t bits[2] = {0, 0};
+
+  constexpr TypeSet() = default;
+  constexpr TypeSet(std::initializer_list<int16_t> codes) {
+    for (const int16_t code : codes) {
+      if (code >= 0 && code < 128) bits[code / 64] |= uint64_t{1} << (code % 64);
+    }
+  }
+  constexpr bool Empty() const noexcept { return (bits[0] | bits[1]) == 0; }
+  constexpr bool Meets(const TypeSet& other) const noexcept {
+    return ((bits[0] & other.bits[0]) | (bits[1] & other.bits[1])) != 0;
+  }
+};
+
 struct Reduction {
   Calculator& c;
   dna& chain;
@@ -47,7 +64,14 @@ struct Reduction {
   bool signWordHasRow = true;
 
  private:
-  uint64_t mayHold_[2] = {~uint64_t{0}, ~uint64_t{0}};
+  TypeSet mayHold_ = AllCodes();
+  uint32_t typesNoted_ = 0;
+  void NotifyMeasured(int32_t n, int32_t i) const;
+  static constexpr TypeSet AllCodes() {
+    TypeSet all;
+    all.bits[0] = all.bits[1] = ~uint64_t{0};
+    return all;
+  }
 
  public:
 
@@ -58,12 +82,22 @@ struct Reduction {
   // code that the chain cannot hold finds nothing, so it is skipped.
   void NoteChainTypes();
   bool MayHold(int16_t type) const noexcept {
-    return type >= 0 && type < 128 && (mayHold_[static_cast<size_t>(type) / 64] >> (type % 64) & 1u) != 0;
+    return static_cast<uint16_t>(type) < 128 && (mayHold_.bits[static_cast<size_t>(type) / 64] >> (type % 64) & 1u) != 0;
   }
+  bool MayHoldAny(const TypeSet& codes) const noexcept { return mayHold_.Meets(codes); }
+  const TypeSet& NotedTypes() const noexcept { return mayHold_; }
+  // Counts the notes, so that what a reducer derives from them knows when to derive it again.
+  uint32_t TypesNoted() const noexcept { return typesNoted_; }
 
   bool Loud() const { return channel != Channel::Silent; }
   // Raises Change (or Change2) over the `n` cells from `i`, measured on the chain as it stands.
-  void Notify(int32_t n, int32_t i) const;
+  // Measuring the text costs a walk of the chain: only for a host that listens.
+  void Notify(int32_t n, int32_t i) const {
+    if (channel == Channel::Change ? static_cast<bool>(c.Events.Change)
+                                   : channel == Channel::Change2 && static_cast<bool>(c.Events.Change2)) {
+      NotifyMeasured(n, i);
+    }
+  }
   // Raises Change (or Change2) with a length and a first character as given.
   void NotifyRaw(int16_t length, int16_t firstChar) const;
   // The whole chain: first 0 and last the cell count.
