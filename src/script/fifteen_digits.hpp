@@ -9,11 +9,11 @@
 // "1.5E-15", "1E+15", "8.33333333333333E-02". Zero of either sign is "0".
 #pragma once
 
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -45,7 +45,9 @@ struct Rounded {
 inline bool RoundByScaling(double magnitude, Rounded& out) {
   static constexpr double kPowers[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                          1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  const int binary = static_cast<int>((std::bit_cast<uint64_t>(magnitude) >> 52) & 0x7ff) - 1023;
+  uint64_t bits = 0;
+  std::memcpy(&bits, &magnitude, sizeof bits);  // the binary exponent's field
+  const int binary = static_cast<int>((bits >> 52) & 0x7ff) - 1023;
   if (binary < -24 || binary > 119) return false;
   // floor(binary * log10(2)): the decimal exponent of the magnitude or one less.
   int exponent = (binary * 78913) >> 18;
