@@ -38,7 +38,13 @@
 //    "vbscript.txt". Every line sees the folder as it is when the line
 //    starts (a file created, changed or removed before it counts): a watch
 //    on the folder (inotify on Linux, modification times elsewhere) makes
-//    that one non-blocking read while nothing in the folder changes.
+//    that cost no system call while nothing in the folder changes. On Linux
+//    the kernel tells the change in memory it shares with the calculator's
+//    thread (io_uring): a change the thread itself made, or learnt of through
+//    a system call, counts at once; one made by another thread and told only
+//    through shared memory counts once the kernel has interrupted this
+//    thread, within microseconds. Where io_uring is refused, each line makes
+//    one non-blocking check of the watch instead, and every change counts.
 //  - Nesting has a fixed depth: line files that run one another, formula
 //    words computed by nested calculators, and script calls whose arguments
 //    are script calls («f(f(f(1)))») may nest 40 deep together; formula words
